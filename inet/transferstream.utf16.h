@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+// Filters between a mail body and the wire.
+//
+// Each filter wraps another std::streambuf, not owned; it must outlive the filter.
+// Units: octets. One thread at a time per object.
+// Life: construct, write or read, sync once (pubsync) after the last octet written, destroy.
+//       Destructors write nothing.
+// Failure: end-of-file results, and -1 from sync; nothing here throws.
+#pragma once
+
+#include <streambuf>
+#include <string>
+
+#include "host/host.h"
+#include "inet/api.h"
+
+/// base64 (RFC 2045, 6.8; RFC 2047 "B").
+///
+/// Written: lines of 76 characters that end with CR LF; sync pads, ends the line and syncs the
+/// wrapped buffer. Read: octets outside the alphabet are skipped, the first "=" ends the data and
+/// the rest of the wrapped buffer is read and dropped, a cut-off group yields what its digits hold.
+class VTINETLIB_API base64buf : public std::streambuf {
+  public:
+    /// `encodedWord`: never break lines.
+    base64buf(std::streambuf* target, bool encodedWord);
+    ~base64buf() override;
+
+    /// Writes the pending group, padded. False when the wrapped buffer refuses. The argument is
+    /// not used.
+    bool send_output(bool);
+    /// The next digit, 0 to 63; 64 for a NUL octet, which then counts as "A"; -1 at the end.
+    int getUnit();
+
+  protected:
+    void imbue(const std::locale& locale) override;
+    int sync() override;
+    int_type overflow(int_type ch) override;
+    int_type underflow() override;
+
+  private:
+    std::streambuf* target_;
+    bool encodedWord_;
+    bool endSeen_ = false;
+    int column_ = 0;
+    char getArea_[3];
+    char putArea_[3];
+};
+
+/// quoted-printable (RFC 2045, 6.7), or in header mode the "Q" encoding (RFC 2047, 4.2).
+///
+/// Written: CR LF passes as a line end, other control octets and those of 127 and above as
+/// escapes; lines of at most 76 characters; sync ends an unended line with a soft break.
+/// Read: a malformed escape (lower-case digits too) ends one read; what follows it can be read on.
+class VTINETLIB_API quotedprintablebuf : public std::streambuf {
+  public:
+    quotedprintablebuf(std::streambuf* target, bool headerMode);
+    ~quotedprintablebuf() override;
+
+    /// Makes room for `n` more characters on the line; does nothing in header mode.
+    void checkSpace(int n);
+
+  protected:
+    void imbue(const std::locale& locale) override;
+    int sync() override;
+    int_type overflow(int_type ch) override;
+    int_type underflow() override;
+
+  private:
+    int_type writeHeaderOctet(int_type ch);
+    int_type writeLineFeed();
+    bool writePendingReturn();
+    bool holdReturn();
+    bool writeEscape(int_type ch);
+    int_type decodeEscape(int_type first);
+
+    std::streambuf* target_;
+    bool headerMode_;
+    int column_ = 0;
+    int previous_ = -1;  // last octet written; 13 while a carriage return is held back
+    char getArea_[1];
+};
+
+/// The transfer encoding for a body: "7bit", "quoted-printable" or "base64", whichever is the
+/// smallest that can carry it. Line lengths are not looked at.
+VTINETLIB_API Zeb_String getBestTransferEncoding(const std::string& data);
+
+/// Dot-stuffing (RFC 5321, 4.5.2).
+///
+/// Written: a dot at the start of a line is doubled; lines end at LF, the writer supplies the CR.
+/// Each sync writes the end-of-data line, so sync once (a flush is a sync).
+/// Read: the stuffed dot is dropped; the lone dot line is the end. Read with sbumpc or sgetn only:
+/// a peek at the start of a line that begins with a dot already takes that dot.
+class VTINETLIB_API dotstuffingbuf : public std::streambuf {
+  public:
+    explicit dotstuffingbuf(std::streambuf* target);
+    ~dotstuffingbuf() override;
+
+  protected:
+    void imbue(const std::locale& locale) override;
+    int sync() override;
+    int_type underflow() override;
+    int_type uflow() override;
+    int_type overflow(int_type ch) override;
+
+  private:
+    std::streambuf* target_;
+    bool readAtLineStart_ = true;
+    bool endReached_ = false;
+    bool writeAtLineStart_ = true;
+};
