@@ -1,0 +1,20 @@
+# vt_add_test(NAME SOURCES file... [LIBRARIES target...] [PRIVATE_NETWORK])
+#
+# Builds one GoogleTest program and makes each of its cases a test of its own, with a time limit.
+# It links the static libraries, so that it reaches what the shared object hides.
+# PRIVATE_NETWORK: the program runs in a network of its own, where it may use ports 25 and 110.
+include(GoogleTest)
+
+function(vt_add_test name)
+  cmake_parse_arguments(ARG "PRIVATE_NETWORK" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} vt_test_support vtinetlib_static
+                                        GTest::gmock)
+  if(ARG_PRIVATE_NETWORK)
+    target_link_libraries(${name} PRIVATE vt_private_network_main)
+  else()
+    target_link_libraries(${name} PRIVATE GTest::gtest_main)
+  endif()
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+                       PROPERTIES TIMEOUT 120)
+endfunction()
