@@ -72,9 +72,10 @@ struct PeerOptions {
 
 /// Listens from construction and plays its dialogues on a thread of its own, one connection
 /// after the other. At the first difference it closes everything, so that no client waits.
+/// Without any dialogue it listens and takes no client.
 class ScriptedPeer {
   public:
-    /// Throws std::system_error when it cannot listen, naming address and port;
+    /// Throws std::system_error when it cannot listen, naming address and port, and
     /// std::invalid_argument when a move follows the end of its connection.
     explicit ScriptedPeer(Dialogue dialogue, PeerOptions options = {});
     explicit ScriptedPeer(std::vector<Dialogue> dialogues, PeerOptions options = {});
