@@ -8,6 +8,6 @@
 #include "host/zeb_string.h"
 
 /// UTF-8 of `text` for one line of a terminal or a log: control characters, line and paragraph
-/// separators and the characters that turn the direction of text become `\xHH` or `\uHHHH`, a
-/// lone surrogate likewise. Everything else stays as it is.
+/// separators and the characters that turn the direction of text become `\xHH`, `\uHHHH` or
+/// `\UHHHHHHHH`, a lone surrogate likewise. Everything else stays as it is.
 VTHOST_API std::string Printable(const Zeb_String& text);

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sandbox/store.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sandbox {
+namespace {
+
+/// Clients remember ids beyond the life of a server.
+std::string newIdPrefix() {
+    return std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) + '.';
+}
+
+}  // namespace
+
+Store::Store(const std::optional<std::filesystem::path>& folder) : idPrefix_(newIdPrefix()) {
+    if (folder) folder_.emplace(*folder);
+}
+
+void Store::receive(Message message) {
+    if (folder_) folder_->write(message.data);
+    const auto kept = std::make_shared<const Message>(std::move(message));
+    {
+        const std::lock_guard lock(mutex_);
+        messages_.push_back(kept);
+        addToMailbox(kept);
+    }
+    received_.notify_all();
+}
+
+void Store::addMail(std::string data) {
+    const auto kept = std::make_shared<const Message>(Message{{}, {}, std::move(data)});
+    const std::lock_guard lock(mutex_);
+    addToMailbox(kept);
+}
+
+void Store::addToMailbox(std::shared_ptr<const Message> message) {
+    mailbox_.push_back({idPrefix_ + std::to_string(++mailCount_), std::move(message)});
+}
+
+std::vector<Message> Store::messages() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<Message> copies;
+    for (const auto& message : messages_) copies.push_back(*message);
+    return copies;
+}
+
+bool Store::waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const {
+    std::unique_lock lock(mutex_);
+    return received_.wait_for(lock, timeout, [&] { return messages_.size() >= count; });
+}
+
+std::vector<Mail> Store::mailbox() const {
+    const std::lock_guard lock(mutex_);
+    return mailbox_;
+}
+
+void Store::remove(const std::vector<Mail>& mails) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(mailbox_, [&](const Mail& kept) {
+        return std::any_of(mails.begin(), mails.end(),
+                           [&](const Mail& mail) { return mail.id == kept.id; });
+    });
+}
+
+}  // namespace sandbox
