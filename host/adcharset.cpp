@@ -143,7 +143,7 @@ void replaceUnmappable(const void* context, UConverterFromUnicodeArgs* arguments
                        UConverterCallbackReason reason, UErrorCode* status) {
     if (!isFault(reason)) return;
     *const_cast<bool*>(static_cast<const bool*>(context)) = false;
-    char octets[UCNV_MAX_SUBCHAR_LEN];
+    char octets[8];
     int8_t octetCount = sizeof octets;
     UErrorCode queried = U_ZERO_ERROR;
     ucnv_getSubstChars(arguments->converter, octets, &octetCount, &queried);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "sandbox/ascii.h"
+
 namespace sandbox {
 namespace {
 
@@ -27,15 +29,6 @@ constexpr std::array verbs = {
     Verb{"CAPA", Step::Capa, Users::Pop3}, Verb{"NOOP", Step::Noop, Users::Both},
     Verb{"RSET", Step::Rset, Users::Both}, Verb{"QUIT", Step::Quit, Users::Both},
 };
-
-char upper(char octet) {
-    return octet >= 'a' && octet <= 'z' ? static_cast<char>(octet - 'a' + 'A') : octet;
-}
-
-bool isSameName(std::string_view one, std::string_view other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](char left, char right) { return upper(left) == upper(right); });
-}
 
 }  // namespace
 

@@ -111,12 +111,9 @@ TEST(LargeConversion, MalformedOctetsMayStandAtAnyEdge) {
         const char16_t* text;
     };
     const Malformed malformed[] = {
-        {u"UTF-8", "\xF0\x9F\x98z", u"\uFFFDz"},
-        {u"UTF-8", "\xF0\x9F\x98", u"\uFFFD"},
-        {u"UTF-8", "\xFF\xFE", u"\uFFFD\uFFFD"},
-        {u"GBK", "\x81", u"\uFFFD"},
-        {u"GBK", "\x81 z", u"\uFFFD z"},
-        {u"Shift_JIS", "\x93", u"\uFFFD"},
+        {u"UTF-8", "\xF0\x9F\x98z", u"\uFFFDz"}, {u"UTF-8", "\xF0\x9F\x98", u"\uFFFD"},
+        {u"UTF-8", "\xFF\xFE", u"\uFFFD\uFFFD"}, {u"GBK", "\x81", u"\uFFFD"},
+        {u"GBK", "\x81 z", u"\uFFFD z"},         {u"Shift_JIS", "\x93", u"\uFFFD"},
     };
     for (const Malformed& row : malformed) {
         const AdCharset charset{Zeb_String(row.charset)};
@@ -125,8 +122,7 @@ TEST(LargeConversion, MalformedOctetsMayStandAtAnyEdge) {
             octets += row.octets;
             const Zeb_String expected = Zeb_String(u'a', length) + row.text;
             Zeb_String text;
-            EXPECT_FALSE(
-                AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), text, 0));
+            EXPECT_FALSE(AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), text, 0));
             ASSERT_TRUE(text == expected) << Printable(row.charset) << ' ' << length;
             EXPECT_TRUE(AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), text, 1));
             ASSERT_TRUE(text == expected) << Printable(row.charset) << ' ' << length;
@@ -137,8 +133,7 @@ TEST(LargeConversion, MalformedOctetsMayStandAtAnyEdge) {
 // Each unit becomes three octets, each octet one unit.
 TEST(LargeConversion, MillionsOfReplacementsTakeTimeInProportion) {
     AdMbcsString octets;
-    ASSERT_TRUE(
-        octets.cvtFromTchar(AdCharset::getUTF8Charset(), Zeb_String(0xD800, millions), 1));
+    ASSERT_TRUE(octets.cvtFromTchar(AdCharset::getUTF8Charset(), Zeb_String(0xD800, millions), 1));
     EXPECT_EQ(octets.getString().size(), 3u * millions);
     const std::string malformed(millions, '\xFF');
     for (const char16_t* name : {u"UTF-8", u"GBK"}) {

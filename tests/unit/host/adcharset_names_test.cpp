@@ -64,9 +64,9 @@ TEST(AdCharset, NamesAndAliasesGiveThePreferredMimeName) {
 }
 
 TEST(AdCharset, UnknownNamesStayAsTheyAre) {
-    const std::u16string_view names[] = {u"x-no-such-charset", u"No Such", u"", u" ",
-                                         u"\u00FCtf-8", u"\x0155TF-8", u"UTF-8\0x"sv,
-                                         u"UTF-8\0"sv, u"\xD800"};
+    const std::u16string_view names[] = {
+        u"x-no-such-charset", u"No Such",    u"",          u" ",     u"\u00FCtf-8",
+        u"\x0155TF-8",        u"UTF-8\0x"sv, u"UTF-8\0"sv, u"\xD800"};
     for (const std::u16string_view name : names) {
         const AdCharset charset(units(name));
         EXPECT_FALSE(charset.isKnown()) << Printable(units(name));

@@ -71,7 +71,9 @@ const Pair exactPairs[] = {
     {u"UTF-8", u"\u0800\uFFFF", "\xE0\xA0\x80\xEF\xBF\xBF"},
     {u"UTF-8", u"\uD7FF\uE000", "\xED\x9F\xBF\xEE\x80\x80"},
     {u"UTF-8", u"\U00010000\U0010FFFF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
-    {u"UTF-8", u"\uFEFFa\uFEFF", "\xEF\xBB\xBF" "a\xEF\xBB\xBF"},
+    {u"UTF-8", u"\uFEFFa\uFEFF",
+     "\xEF\xBB\xBF"
+     "a\xEF\xBB\xBF"},
     {u"UTF-8", u"\uFFFD", "\xEF\xBF\xBD"},
     {u"UTF-8", u"a\0\u00E9\0"sv, "a\0\xC3\xA9\0"sv},
     {u"ISO-8859-1", u"", ""},
@@ -128,9 +130,9 @@ TEST(CharsetConversion, Latin1HasAUnitForEveryOctet) {
 TEST(CharsetConversion, AsciiHasTheFirst128UnitsAndNoOther) {
     for (int value = 0; value <= 0xFFFF; ++value) {
         const Zeb_String unit(static_cast<unsigned short>(value), 1);
-        const Written expected =
-            value < 0x80 ? Written{true, std::string(1, static_cast<char>(value))}
-                         : Written{false, ""};
+        const Written expected = value < 0x80
+                                     ? Written{true, std::string(1, static_cast<char>(value))}
+                                     : Written{false, ""};
         ASSERT_EQ(write(u"US-ASCII", unit, 0), expected) << value;
     }
 }
@@ -156,29 +158,33 @@ struct Substitution {
 
 std::vector<Substitution> substitutions() {
     return {
-    {u"US-ASCII", u"caf\u00E9!", "caf?!"},
-    {u"US-ASCII", u"\u0080", "?"},
-    {u"US-ASCII", u"\u0141\u0161", "??"},
-    {u"US-ASCII", u"<\U0001F600>", "<?>"},
-    {u"US-ASCII", u"<\xD83D>", "<?>"},
-    {u"US-ASCII", u"\0\u00E9\0"sv, std::string("\0?\0", 3)},
-    {u"UTF-8", u"\xD800", "\xEF\xBF\xBD"},
-    {u"UTF-8", u"\xDFFF", "\xEF\xBF\xBD"},
-    {u"UTF-8", u"a\xD83D", "a\xEF\xBF\xBD"},
-    {u"UTF-8", u"a\xDE00\xD83D" u"b", "a\xEF\xBF\xBD\xEF\xBF\xBD" "b"},
-    {u"UTF-8", u"\xD83D\xD83D\xDE00", "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
-    {u"UTF-8", u"\xD83D\xDE00\xDE00", "\xF0\x9F\x98\x80\xEF\xBF\xBD"},
-    {u"UTF-8", u"\xD83D\0\xDE00"sv, std::string("\xEF\xBF\xBD\0\xEF\xBF\xBD", 7)},
-    {u"ISO-8859-1", u"a\u0100z", "a" + substituteOf("ISO-8859-1") + "z"},
-    {u"ISO-8859-1", u"a\u20ACz", "a" + substituteOf("ISO-8859-1") + "z"},
-    {u"ISO-8859-1", u"a\xD800z", "a" + substituteOf("ISO-8859-1") + "z"},
-    {u"windows-1252", u"a\u65E5z", "a" + substituteOf("windows-1252") + "z"},
-    {u"windows-1252", u"a\U0001F600z", "a" + substituteOf("windows-1252") + "z"},
-    {u"windows-1252", u"a\xD800z", "a" + substituteOf("windows-1252") + "z"},
-    {u"ISO-8859-15", u"a\u65E5z", "a" + substituteOf("ISO-8859-15") + "z"},
-    {u"Shift_JIS", u"a\u0E01z", "a" + substituteOf("Shift_JIS") + "z"},
-    {u"GBK", u"a\u0E01z", "a" + substituteOf("GBK") + "z"},
-    {u"GBK", u"a\xD800", "a" + substituteOf("GBK")},
+        {u"US-ASCII", u"caf\u00E9!", "caf?!"},
+        {u"US-ASCII", u"\u0080", "?"},
+        {u"US-ASCII", u"\u0141\u0161", "??"},
+        {u"US-ASCII", u"<\U0001F600>", "<?>"},
+        {u"US-ASCII", u"<\xD83D>", "<?>"},
+        {u"US-ASCII", u"\0\u00E9\0"sv, std::string("\0?\0", 3)},
+        {u"UTF-8", u"\xD800", "\xEF\xBF\xBD"},
+        {u"UTF-8", u"\xDFFF", "\xEF\xBF\xBD"},
+        {u"UTF-8", u"a\xD83D", "a\xEF\xBF\xBD"},
+        {u"UTF-8",
+         u"a\xDE00\xD83D"
+         u"b",
+         "a\xEF\xBF\xBD\xEF\xBF\xBD"
+         "b"},
+        {u"UTF-8", u"\xD83D\xD83D\xDE00", "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
+        {u"UTF-8", u"\xD83D\xDE00\xDE00", "\xF0\x9F\x98\x80\xEF\xBF\xBD"},
+        {u"UTF-8", u"\xD83D\0\xDE00"sv, std::string("\xEF\xBF\xBD\0\xEF\xBF\xBD", 7)},
+        {u"ISO-8859-1", u"a\u0100z", "a" + substituteOf("ISO-8859-1") + "z"},
+        {u"ISO-8859-1", u"a\u20ACz", "a" + substituteOf("ISO-8859-1") + "z"},
+        {u"ISO-8859-1", u"a\xD800z", "a" + substituteOf("ISO-8859-1") + "z"},
+        {u"windows-1252", u"a\u65E5z", "a" + substituteOf("windows-1252") + "z"},
+        {u"windows-1252", u"a\U0001F600z", "a" + substituteOf("windows-1252") + "z"},
+        {u"windows-1252", u"a\xD800z", "a" + substituteOf("windows-1252") + "z"},
+        {u"ISO-8859-15", u"a\u65E5z", "a" + substituteOf("ISO-8859-15") + "z"},
+        {u"Shift_JIS", u"a\u0E01z", "a" + substituteOf("Shift_JIS") + "z"},
+        {u"GBK", u"a\u0E01z", "a" + substituteOf("GBK") + "z"},
+        {u"GBK", u"a\xD800", "a" + substituteOf("GBK")},
     };
 }
 
@@ -215,7 +221,10 @@ const Malformed malformedRows[] = {
     {u"UTF-8", "\xC3", R},
     {u"UTF-8", "\xC3\x28", R u"("},
     {u"UTF-8", "\xE2\x82", R},
-    {u"UTF-8", "\xE2\x82" "a", R u"a"},
+    {u"UTF-8",
+     "\xE2\x82"
+     "a",
+     R u"a"},
     {u"UTF-8", "\xF0\x9F\x98", R},
     {u"UTF-8", "\xF0\x9F\x98\xF0\x9F\x98\x80", R u"\U0001F600"},
     {u"UTF-8", "\xF4\x90\x80\x80", R R R R},
@@ -350,9 +359,10 @@ TEST(AdMbcsString, TakesTheCharsetOfTheLastConversion) {
 }
 
 TEST(AdMbcsString, ModeIsStrictWhenNotGiven) {
+    const unsigned short letter[] = {0xE9};
     AdMbcsString octets;
     EXPECT_FALSE(octets.cvtFromTchar(AdCharset::getASCIICharset(), u"\u00E9"));
-    EXPECT_FALSE(octets.cvtFromUTF16(AdCharset::getASCIICharset(), Zeb_String(u"\u00E9"), 1));
+    EXPECT_FALSE(octets.cvtFromUTF16(AdCharset::getASCIICharset(), letter, 1));
     Zeb_String text;
     EXPECT_FALSE(AdMbcsString::cvtToTchar(AdCharset::getASCIICharset(), "\xE9", 1, text));
 }

@@ -89,7 +89,8 @@ TEST_F(Diagnostic, ANewReporterTakesThePlaceOfTheOld) {
 }
 
 TEST_F(Diagnostic, DefaultReporterWritesOneLineToStderr) {
-    EXPECT_EQ(printedByDefault(u"tag", u"caf\u00E9 \U0001F600"), "tag: caf\xC3\xA9 \xF0\x9F\x98\x80\n");
+    EXPECT_EQ(printedByDefault(u"tag", u"caf\u00E9 \U0001F600"),
+              "tag: caf\xC3\xA9 \xF0\x9F\x98\x80\n");
     EXPECT_EQ(printedByDefault(u"tag", u""), "tag: \n");
 }
 

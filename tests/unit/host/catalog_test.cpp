@@ -29,7 +29,8 @@ TEST(Catalog, MessagesArePlainSentences) {
     for (unsigned int id = firstMessage; id <= lastMessage; ++id) {
         const std::u16string message = CatalogMessage(id);
         ASSERT_GT(message.size(), 15u) << id;
-        EXPECT_TRUE(message.front() >= u'A' && message.front() <= u'Z') << Printable(message.c_str());
+        EXPECT_TRUE(message.front() >= u'A' && message.front() <= u'Z')
+            << Printable(message.c_str());
         EXPECT_EQ(u'.', message.back()) << Printable(message.c_str());
         EXPECT_NE(std::u16string::npos, message.find(u' ')) << Printable(message.c_str());
         for (const char16_t unit : message)

@@ -72,8 +72,8 @@ std::string printed(const std::string& format, Wide value) {
 }
 
 int compareWithPrintf(const std::string& specification, char conversion) {
-    const Wide values[] = {0,        1,        -1,       7,        8,        42,        -42,
-                           INT_MAX,  INT_MIN,  UINT_MAX, LONG_MAX, LONG_MIN, 123456789, 0xABCDEF};
+    const Wide values[] = {0,       1,       -1,       7,        8,        42,        -42,
+                           INT_MAX, INT_MIN, UINT_MAX, LONG_MAX, LONG_MIN, 123456789, 0xABCDEF};
     for (const Wide value : values) {
         const std::string format = "<%" + specification + "ll" + conversion + ">";
         Zeb_String result;
@@ -89,8 +89,8 @@ TEST(Format, NumbersComeOutAsTheCLibraryPrintsThem) {
         for (const char* flags : {"", "-", "0", "+", " ", "#", "-0", "+ ", "+0", " 0", "#0", "-+#"})
             for (const char* width : {"", "1", "5", "24"})
                 for (const char* precision : {"", ".", ".0", ".1", ".5", ".22"})
-                    compared += compareWithPrintf(std::string(flags) + width + precision,
-                                                  conversion);
+                    compared +=
+                        compareWithPrintf(std::string(flags) + width + precision, conversion);
     EXPECT_EQ(6 * 12 * 4 * 6 * 14, compared);
 }
 
@@ -197,9 +197,9 @@ TEST(Format, UnitIsOneCodeUnit) {
 // ---- what is not known, or not there
 
 TEST(Format, UnknownConversionsAreCopiedLiterally) {
-    const char16_t* formats[] = {u"%y",   u"%n",    u"%p",  u"%f",   u"%-5.2y", u"%",    u"a%",
-                                 u"%-",   u"%5",    u"%5.", u"%l",   u"%'d",    u"%1$d", u"% ",
-                                 u"%ll",  u"%#!",   u"%S",  u"%\n",  u"%\u00FC", u"%\x0164"};
+    const char16_t* formats[] = {u"%y",  u"%n",  u"%p",  u"%f",  u"%-5.2y",  u"%",      u"a%",
+                                 u"%-",  u"%5",  u"%5.", u"%l",  u"%'d",     u"%1$d",   u"% ",
+                                 u"%ll", u"%#!", u"%S",  u"%\n", u"%\u00FC", u"%\x0164"};
     for (const char16_t* format : formats)
         EXPECT_EQ(formatted(format, 5), format) << Printable(format);
 }

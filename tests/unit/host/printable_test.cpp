@@ -24,7 +24,8 @@ TEST(Printable, ShowsOrdinaryTextAsItIs) {
         {u"", ""},
         {u"hello ~!\"'%", "hello ~!\"'%"},
         {u"back\\slash \\x0A", "back\\slash \\x0A"},
-        {u"caf\u00E9 \u65E5\u672C \U0001F600", "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80"},
+        {u"caf\u00E9 \u65E5\u672C \U0001F600",
+         "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80"},
         {u"\u05D0\u0627", "\xD7\x90\xD8\xA7"},
         {u"\u00A0\uFFFD", "\xC2\xA0\xEF\xBF\xBD"},
     });
@@ -66,8 +67,8 @@ TEST(Printable, IsOneLineWhateverItIsGiven) {
         ASSERT_TRUE(static_cast<unsigned char>(octet) >= 0x20 && octet != 0x7F);
     EXPECT_GT(shown.size(), 150000u);
     Zeb_String back;
-    EXPECT_TRUE(AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), shown.data(), shown.size(),
-                                         back, 0));
+    EXPECT_TRUE(
+        AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), shown.data(), shown.size(), back, 0));
 }
 
 }  // namespace

@@ -40,12 +40,54 @@ Outcome wideNumber(const Unit* text, int base) {
 
 TEST(Tcstoul, ReadsAsTheCLibraryDoes) {
     const char* texts[] = {
-        "0", "1", "42", "007", "4294967295", "4294967296", "18446744073709551615",
-        "18446744073709551616", "99999999999999999999999", "-1", "-0", "-18446744073709551615",
-        "-18446744073709551616", "+5", "+-5", "--5", "- 5", "", " ", "+", "-", "x", "abc", "12abc",
-        "12 34", " \t\n\v\f\r12", "\b12", "0x", "0xg", "0x1F", "0X1f", "-0x10", "0x0x1", "08",
-        "0778", "zz", "ZZ", "Az09", "0b11", "1e3", "1.5", "1,5", "0xffffffffffffffff",
-        "0x10000000000000000", "1777777777777777777777", "2000000000000000000000", "x1", "0 x1",
+        "0",
+        "1",
+        "42",
+        "007",
+        "4294967295",
+        "4294967296",
+        "18446744073709551615",
+        "18446744073709551616",
+        "99999999999999999999999",
+        "-1",
+        "-0",
+        "-18446744073709551615",
+        "-18446744073709551616",
+        "+5",
+        "+-5",
+        "--5",
+        "- 5",
+        "",
+        " ",
+        "+",
+        "-",
+        "x",
+        "abc",
+        "12abc",
+        "12 34",
+        " \t\n\v\f\r12",
+        "\b12",
+        "0x",
+        "0xg",
+        "0x1F",
+        "0X1f",
+        "-0x10",
+        "0x0x1",
+        "08",
+        "0778",
+        "zz",
+        "ZZ",
+        "Az09",
+        "0b11",
+        "1e3",
+        "1.5",
+        "1,5",
+        "0xffffffffffffffff",
+        "0x10000000000000000",
+        "1777777777777777777777",
+        "2000000000000000000000",
+        "x1",
+        "0 x1",
     };
     int compared = 0;
     for (const int base : {0, 2, 3, 8, 10, 11, 16, 35, 36}) {
@@ -64,10 +106,23 @@ TEST(Tcstoul, ReadsAsTheCLibraryDoes) {
 // A unit whose low octet is a digit or a blank is neither.
 TEST(Tcstoul, OnlyAsciiCounts) {
     const std::pair<const char16_t*, long> rows[] = {
-        {u"\x0131", 0}, {u"\x0120" u"1", 0}, {u"\x012B" u"1", 0}, {u"1\x0132", 1},
-        {u"\u0661", 0}, {u"\uFF11", 0},      {u"0\x0178" u"1", 1}, {u"1\xD835\xDFCF", 1},
+        {u"\x0131", 0},
+        {u"\x0120"
+         u"1",
+         0},
+        {u"\x012B"
+         u"1",
+         0},
+        {u"1\x0132", 1},
+        {u"\u0661", 0},
+        {u"\uFF11", 0},
+        {u"0\x0178"
+         u"1",
+         1},
+        {u"1\xD835\xDFCF", 1},
     };
-    for (const auto& [text, stop] : rows) EXPECT_EQ(wideNumber(text, 16).stop, stop) << Printable(text);
+    for (const auto& [text, stop] : rows)
+        EXPECT_EQ(wideNumber(text, 16).stop, stop) << Printable(text);
 }
 
 TEST(Tcstoul, EndIsNotNeeded) {

@@ -164,15 +164,24 @@ TEST(ZebString, FindGivesTheFirstOccurrenceAtOrAfterTheStart) {
         int expected;
     };
     const Row rows[] = {
-        {u"hello", u"l", 0, 2},          {u"hello", u"l", 2, 2},
-        {u"hello", u"l", 3, 3},          {u"hello", u"l", 4, -1},
-        {u"hello", u"hello", 0, 0},      {u"hello", u"hello!", 0, -1},
-        {u"hello", u"L", 0, -1},         {u"hello", u"o", 4, 4},
-        {u"hello", u"o", 5, -1},         {u"hello", u"o", 6, -1},
-        {u"hello", u"o", INT_MAX, -1},   {u"hello", u"h", -1, 0},
-        {u"hello", u"h", INT_MIN, 0},    {u"aaab", u"aab", 0, 1},
-        {u"", u"a", 0, -1},              {u"a\0b\0c"sv, u"\0c"sv, 0, 3},
-        {u"a\0b"sv, u"b"sv, 0, 2},       {u"x\xD83D\xDE00", u"\xDE00", 0, 2},
+        {u"hello", u"l", 0, 2},
+        {u"hello", u"l", 2, 2},
+        {u"hello", u"l", 3, 3},
+        {u"hello", u"l", 4, -1},
+        {u"hello", u"hello", 0, 0},
+        {u"hello", u"hello!", 0, -1},
+        {u"hello", u"L", 0, -1},
+        {u"hello", u"o", 4, 4},
+        {u"hello", u"o", 5, -1},
+        {u"hello", u"o", 6, -1},
+        {u"hello", u"o", INT_MAX, -1},
+        {u"hello", u"h", -1, 0},
+        {u"hello", u"h", INT_MIN, 0},
+        {u"aaab", u"aab", 0, 1},
+        {u"", u"a", 0, -1},
+        {u"a\0b\0c"sv, u"\0c"sv, 0, 3},
+        {u"a\0b"sv, u"b"sv, 0, 2},
+        {u"x\xD83D\xDE00", u"\xDE00", 0, 2},
         {u"\x0161", u"a", 0, -1},
     };
     for (const Row& row : rows) {
@@ -206,10 +215,18 @@ TEST(ZebString, MidCutsStartAndCountToWhatThereIs) {
         const char16_t* expected;
     };
     const Row rows[] = {
-        {0, 5, u"hello"}, {1, 3, u"ell"},       {4, 1, u"o"},
-        {4, 9, u"o"},     {5, 1, u""},          {6, 1, u""},
-        {0, 0, u""},      {2, -1, u""},         {1, INT_MAX, u"ello"},
-        {INT_MAX, 1, u""}, {INT_MAX, INT_MAX, u""}, {INT_MIN, INT_MIN, u""},
+        {0, 5, u"hello"},
+        {1, 3, u"ell"},
+        {4, 1, u"o"},
+        {4, 9, u"o"},
+        {5, 1, u""},
+        {6, 1, u""},
+        {0, 0, u""},
+        {2, -1, u""},
+        {1, INT_MAX, u"ello"},
+        {INT_MAX, 1, u""},
+        {INT_MAX, INT_MAX, u""},
+        {INT_MIN, INT_MIN, u""},
         {-1, INT_MAX, u"hello"},
     };
     for (const Row& row : rows) {
@@ -237,13 +254,23 @@ TEST(ZebString, DeleteCutsStartAndCountToWhatThereIs) {
         const char16_t* expected;
     };
     const Row rows[] = {
-        {0, 1, u"ello"},         {1, 3, u"ho"},          {4, 1, u"hell"},
-        {4, 9, u"hell"},         {5, 1, u"hello"},       {6, 1, u"hello"},
-        {0, 5, u""},             {0, 0, u"hello"},       {1, -1, u"hello"},
-        {1, LONG_MAX, u"h"},     {LONG_MAX, 1, u"hello"}, {LONG_MAX, LONG_MAX, u"hello"},
-        {LONG_MIN, LONG_MIN, u"hello"}, {-1, LONG_MAX, u""},
+        {0, 1, u"ello"},
+        {1, 3, u"ho"},
+        {4, 1, u"hell"},
+        {4, 9, u"hell"},
+        {5, 1, u"hello"},
+        {6, 1, u"hello"},
+        {0, 5, u""},
+        {0, 0, u"hello"},
+        {1, -1, u"hello"},
+        {1, LONG_MAX, u"h"},
+        {LONG_MAX, 1, u"hello"},
+        {LONG_MAX, LONG_MAX, u"hello"},
+        {LONG_MIN, LONG_MIN, u"hello"},
+        {-1, LONG_MAX, u""},
         // A count that a narrower type would see as 0 or 1.
-        {0, 0x100000000L, u""},  {0x100000000L, 1, u"hello"},
+        {0, 0x100000000L, u""},
+        {0x100000000L, 1, u"hello"},
     };
     for (const Row& row : rows) {
         Zeb_String text(u"hello");
@@ -292,9 +319,9 @@ TEST(ZebString, ReplaceTakesEveryOccurrenceFromTheLeft) {
     for (const Row& row : rows) {
         Zeb_String text = units(row.text);
         text.Replace(units(row.oldText), units(row.newText));
-        EXPECT_EQ(text, units(row.expected)) << Printable(units(row.text)) << " / "
-                                             << Printable(units(row.oldText)) << " / "
-                                             << Printable(units(row.newText));
+        EXPECT_EQ(text, units(row.expected))
+            << Printable(units(row.text)) << " / " << Printable(units(row.oldText)) << " / "
+            << Printable(units(row.newText));
     }
 }
 
@@ -369,8 +396,8 @@ TEST(ZebString, CompareNoCaseTakesWideText) {
 
 // Maps are ordered by it; the signs between the letters' two ranges must not break the order.
 TEST(ZebString, CompareNoCaseIsAnOrder) {
-    const std::vector<Zeb_String> texts = {u"A", u"a", u"Z", u"z", u"[", u"_", u"^", u"@",
-                                           u"`", u"{", u"Az", u"aZ", u"", u"\u00C9"};
+    const std::vector<Zeb_String> texts = {u"A", u"a", u"Z", u"z",  u"[",  u"_", u"^",
+                                           u"@", u"`", u"{", u"Az", u"aZ", u"",  u"\u00C9"};
     int triples = 0;
     for (const Zeb_String& a : texts) {
         for (const Zeb_String& b : texts) {
