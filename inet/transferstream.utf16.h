@@ -71,6 +71,7 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     bool writePendingReturn();
     bool holdReturn();
     bool writeEscape(int_type ch);
+    bool isSoftBreak(int_type first);
     int_type decodeEscape(int_type first);
 
     std::streambuf* target_;

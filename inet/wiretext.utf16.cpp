@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "inet/wiretext.utf16.h"
+
+namespace {
+constexpr AdDiagnosticId mailDiagnostics = 11;
+}
+
+bool asciiOctets(const Zeb_String& text, std::string& octets) {
+    AdMbcsString ascii;
+    const bool hasForm = ascii.cvtFromTchar(AdCharset::getASCIICharset(), text, 0);
+    octets = hasForm ? ascii.getString() : std::string();
+    return hasForm;
+}
+
+bool oneLineOctets(const Zeb_String& text, std::string& octets) {
+    static const std::string lineBreakers("\r\n\0", 3);
+    if (!asciiOctets(text, octets)) return false;
+    if (octets.find_first_of(lineBreakers) == std::string::npos) return true;
+    octets.clear();
+    return false;
+}
+
+bool isReporting() {
+    return AdDiagnostic::m_DiagnosticFlags[mailDiagnostics] != 0 &&
+           AdDiagnostic::IsEnabled(mailDiagnostics) != 0;
+}
+
+void reportLine(const char16_t* tag, const unsigned short* format, const std::string& line) {
+    if (!isReporting()) return;
+    Zeb_String wide;
+    AdMbcsString::cvtToTchar(AdCharset::getASCIICharset(), line.data(), line.size(), wide, 0);
+    if (!isReporting()) return;  // it may have been switched off meanwhile
+    Zeb_String text;
+    text.Format(format, wide);
+    AdDiagnostic::Report(tag, text);
+}
