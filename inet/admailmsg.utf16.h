@@ -64,7 +64,7 @@ class VTINETLIB_API AdMailMsg {
 
   private:
     Zeb_String chooseSender();
-    int deliverFrom(const Zeb_String& sender);
+    bool deliverFrom(const Zeb_String& sender);
     void applyCharsetSetting();
 
     Zeb_String location_;

@@ -53,6 +53,8 @@ class VTINETLIB_API RFC2822Encoder {
     void getData(bool eightBit, std::ostream& out) const;
 
   private:
+    bool addMailbox(const Zeb_String& address, const Zeb_String& name,
+                    std::set<std::string>& mailboxes);
     void writeHeader(const std::string& transferEncoding, std::ostream& out) const;
 
     AdCharset charset_;
@@ -84,8 +86,8 @@ bool encodeRFC2047Unstructured(const AdCharset& charset, const Zeb_String& name,
 
 /// Sets `out` to the mailbox NAME <ADDRESS>: the name as a quoted string, or as one encoded word
 /// in `charset`. False, with `out` empty, when the address has no form on one ASCII line.
-bool encodeRecip(const AdCharset& charset, const Zeb_String& address,
-                 const Zeb_String& displayName, std::string& out);
+bool encodeRecip(const AdCharset& charset, const Zeb_String& address, const Zeb_String& displayName,
+                 std::string& out);
 
 /// The header line of the mailboxes `members` behind `prefix` ("To: "), folded at about 72
 /// characters, with its CR LF; empty for no members.

@@ -34,8 +34,7 @@ class VTINETLIB_API SMTPClient {
     /// read from its buffer, from the current position to its end, and gets a line end if its last
     /// line has none. Returns how many recipients the server accepted, 0 when the transaction
     /// failed. The reply to the message is awaited for 600 seconds. May throw socket_error.
-    unsigned deliver(const Zeb_String& from, const CStringArray& recipients,
-                     std::istream& message);
+    unsigned deliver(const Zeb_String& from, const CStringArray& recipients, std::istream& message);
 
     /// Whether the server announced `name` on a line without parameters, case and all. The last
     /// line of an EHLO reply is not looked at.
@@ -62,10 +61,11 @@ class VTINETLIB_API SMTPClient {
     const std::vector<std::string>& getExtensions() const { return extensions_; }
 
   private:
-    bool connect(const Zeb_String& host, const unsigned short* port);
+    void connect(const Zeb_String& host, const Zeb_String& port);
     bool greet();
     bool giveUp();
     void storeExtensions();
+    bool readReplyLine(std::string& line);
     bool isReplyClass(char first) const;
     unsigned sendRecipients(const CStringArray& recipients);
     bool sendMessage(std::istream& message);

@@ -8,6 +8,8 @@
 // Every step is reported to the host's diagnostics (id 11, tag "socketbuf (vtinetlib.dll)").
 #pragma once
 
+#include <sys/types.h>
+
 #include <istream>
 #include <memory>
 #include <stdexcept>
@@ -77,8 +79,9 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     int_type underflow() override;
 
   private:
-    void connectTo(const char* host, const char* port, const Zeb_String& wideHost,
-                   const unsigned short* widePort);
+    void closeSilently();
+    ssize_t sendWithRoom(std::size_t length);
+    [[noreturn]] void raiseSendFailure(int code);
 
     int descriptor_ = -1;
     bool timeoutActive_ = false;
@@ -104,6 +107,9 @@ class VTINETLIB_API socketstream : public std::iostream {
     socketbuf* rdbuf() const { return const_cast<socketbuf*>(&buffer_); }
 
   private:
+    template <typename Operation>
+    void absorbing(Operation operation);
+
     socketbuf buffer_;
 };
 

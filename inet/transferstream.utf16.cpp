@@ -186,7 +186,7 @@ quotedprintablebuf::int_type quotedprintablebuf::writeHeaderOctet(int_type ch) {
     if (isHeaderLiteral(ch) || ch == ' ') {
         ++column_;
         return target_->sputc(ch == ' ' ? '_' : Traits::to_char_type(ch)) == endOfFile ? endOfFile
-                                                                                      : ch;
+                                                                                       : ch;
     }
     return writeEscape(ch) ? ch : endOfFile;
 }
