@@ -18,6 +18,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "host/adcharset.h"
@@ -99,7 +100,9 @@ class LineParser {
         return nullptr;
     }
 
-    void skipBlanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size())); }
+    void skipBlanks() {
+        rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size()));
+    }
 
     bool key(Zeb_String& out) {
         if (rest_.front() == '"') {
@@ -148,13 +151,23 @@ class LineParser {
         const char kind = rest_.size() > 1 ? rest_[1] : '\0';
         rest_.remove_prefix(std::min<std::size_t>(2, rest_.size()));
         switch (kind) {
-            case 'n': units += u'\n'; return true;
-            case 'r': units += u'\r'; return true;
-            case 't': units += u'\t'; return true;
+            case 'n':
+                units += u'\n';
+                return true;
+            case 'r':
+                units += u'\r';
+                return true;
+            case 't':
+                units += u'\t';
+                return true;
             case '"':
-            case '\\': units += static_cast<unsigned char>(kind); return true;
-            case 'u': return codePoint(units);
-            default: return stop("an unknown escape stands behind a backslash");
+            case '\\':
+                units += static_cast<unsigned char>(kind);
+                return true;
+            case 'u':
+                return codePoint(units);
+            default:
+                return stop("an unknown escape stands behind a backslash");
         }
     }
 
@@ -165,7 +178,8 @@ class LineParser {
         char32_t value = 0;
         for (const char digit : rest_.substr(1, close - 1)) {
             const std::size_t place = hexDigits.find(static_cast<char>(digit | 0x20));
-            if (place == std::string_view::npos) return stop("\\u takes hexadecimal digits in braces");
+            if (place == std::string_view::npos)
+                return stop("\\u takes hexadecimal digits in braces");
             value = value << 4 | static_cast<char32_t>(place);
         }
         if (value > 0x10FFFF) return stop("\\u names no character");
@@ -195,15 +209,27 @@ bool needsEscape(const utf::Step& step) {
 
 void appendEscape(std::string& out, char32_t codePoint) {
     switch (codePoint) {
-        case '\n': out += "\\n"; return;
-        case '\r': out += "\\r"; return;
-        case '\t': out += "\\t"; return;
-        case '"': out += "\\\""; return;
-        case '\\': out += "\\\\"; return;
-        default: break;
+        case '\n':
+            out += "\\n";
+            return;
+        case '\r':
+            out += "\\r";
+            return;
+        case '\t':
+            out += "\\t";
+            return;
+        case '"':
+            out += "\\\"";
+            return;
+        case '\\':
+            out += "\\\\";
+            return;
+        default:
+            break;
     }
     char text[16];
-    const int length = std::snprintf(text, sizeof text, "\\u{%X}", static_cast<unsigned>(codePoint));
+    const int length =
+        std::snprintf(text, sizeof text, "\\u{%X}", static_cast<unsigned>(codePoint));
     out.append(text, static_cast<std::size_t>(length));
 }
 
@@ -374,8 +400,8 @@ class NewFile {
     explicit NewFile(const std::string& path)
         : path_(path),
           name_(path + ".new"),
-          descriptor_(::open(name_.c_str(),
-                             O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, newFileMode)) {
+          descriptor_(::open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                             newFileMode)) {
         if (!descriptor_.isOpen()) failErrno(name_, "cannot be written");
     }
     ~NewFile() {
