@@ -63,9 +63,9 @@ class VTINETLIB_API AdMailMsg {
     int Deliver();
 
   private:
-    Zeb_String chooseSender();
-    bool deliverFrom(const Zeb_String& sender);
-    void applyCharsetSetting();
+    VTINETLIB_HIDDEN Zeb_String chooseSender();
+    VTINETLIB_HIDDEN bool deliverFrom(const Zeb_String& sender);
+    VTINETLIB_HIDDEN void applyCharsetSetting();
 
     Zeb_String location_;
     Zeb_String overrideSender_;

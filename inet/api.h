@@ -3,3 +3,5 @@
 #pragma once
 
 #define VTINETLIB_API __attribute__((visibility("default")))
+/// A private member function of an exported class.
+#define VTINETLIB_HIDDEN __attribute__((visibility("hidden")))

@@ -53,9 +53,9 @@ class VTINETLIB_API RFC2822Encoder {
     void getData(bool eightBit, std::ostream& out) const;
 
   private:
-    bool addMailbox(const Zeb_String& address, const Zeb_String& name,
-                    std::set<std::string>& mailboxes);
-    void writeHeader(const std::string& transferEncoding, std::ostream& out) const;
+    VTINETLIB_HIDDEN bool addMailbox(const Zeb_String& address, const Zeb_String& name,
+                                     std::set<std::string>& mailboxes);
+    VTINETLIB_HIDDEN void writeHeader(const std::string& transferEncoding, std::ostream& out) const;
 
     AdCharset charset_;
     std::string sender_;

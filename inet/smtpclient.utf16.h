@@ -61,14 +61,14 @@ class VTINETLIB_API SMTPClient {
     const std::vector<std::string>& getExtensions() const { return extensions_; }
 
   private:
-    void connect(const Zeb_String& host, const Zeb_String& port);
-    bool greet();
-    bool giveUp();
-    void storeExtensions();
-    bool readReplyLine(std::string& line);
-    bool isReplyClass(char first) const;
-    unsigned sendRecipients(const CStringArray& recipients);
-    bool sendMessage(std::istream& message);
+    VTINETLIB_HIDDEN void connect(const Zeb_String& host, const Zeb_String& port);
+    VTINETLIB_HIDDEN bool greet();
+    VTINETLIB_HIDDEN bool giveUp();
+    VTINETLIB_HIDDEN void storeExtensions();
+    VTINETLIB_HIDDEN bool readReplyLine(std::string& line);
+    VTINETLIB_HIDDEN bool isReplyClass(char first) const;
+    VTINETLIB_HIDDEN unsigned sendRecipients(const CStringArray& recipients);
+    VTINETLIB_HIDDEN bool sendMessage(std::istream& message);
 
     socketstream connection_;
     std::vector<std::string> extensions_;

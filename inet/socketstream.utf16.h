@@ -79,9 +79,9 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     int_type underflow() override;
 
   private:
-    void closeSilently();
-    ssize_t sendWithRoom(std::size_t length);
-    [[noreturn]] void raiseSendFailure(int code);
+    VTINETLIB_HIDDEN void closeSilently();
+    VTINETLIB_HIDDEN ssize_t sendWithRoom(std::size_t length);
+    [[noreturn]] VTINETLIB_HIDDEN void raiseSendFailure(int code);
 
     int descriptor_ = -1;
     bool timeoutActive_ = false;
@@ -108,7 +108,7 @@ class VTINETLIB_API socketstream : public std::iostream {
 
   private:
     template <typename Operation>
-    void absorbing(Operation operation);
+    VTINETLIB_HIDDEN void absorbing(Operation operation);
 
     socketbuf buffer_;
 };

@@ -66,13 +66,13 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     int_type underflow() override;
 
   private:
-    int_type writeHeaderOctet(int_type ch);
-    int_type writeLineFeed();
-    bool writePendingReturn();
-    bool holdReturn();
-    bool writeEscape(int_type ch);
-    bool isSoftBreak(int_type first);
-    int_type decodeEscape(int_type first);
+    VTINETLIB_HIDDEN int_type writeHeaderOctet(int_type ch);
+    VTINETLIB_HIDDEN int_type writeLineFeed();
+    VTINETLIB_HIDDEN bool writePendingReturn();
+    VTINETLIB_HIDDEN bool holdReturn();
+    VTINETLIB_HIDDEN bool writeEscape(int_type ch);
+    VTINETLIB_HIDDEN bool isSoftBreak(int_type first);
+    VTINETLIB_HIDDEN int_type decodeEscape(int_type first);
 
     std::streambuf* target_;
     bool headerMode_;
