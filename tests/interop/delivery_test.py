@@ -12,6 +12,7 @@ import email.policy
 import json
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -66,6 +67,11 @@ class Mail:
             "bcc": [address(name) for name in self.bcc],
             "from": self.override_sender, "subject": self.subject, "body": self.body,
         }
+
+
+def with_longer_runs_of_dots(text):
+    """What arrives: the library doubles all dots that begin a line, and servers drop one."""
+    return re.sub(r"^\.+", lambda run: "." * (2 * len(run[0]) - 1), text, flags=re.MULTILINE)
 
 
 class DeliveryTest(unittest.TestCase):
@@ -127,6 +133,8 @@ class DeliveryTest(unittest.TestCase):
         # Without an encoding to hide in, a last line that does not end gets its end on the way.
         if transfer_encoding in ("7bit", "8bit") and not expected.endswith("\n"):
             expected += "\n"
+        if transfer_encoding != "base64":
+            expected = with_longer_runs_of_dots(expected)
         received = octets.decode(mail.charset)
         if len(expected) < 100_000:
             self.assertEqual(received, expected)
