@@ -37,16 +37,16 @@ constexpr char base64Alphabet[] =
 /// A group is written only while the line holds no more than this, so lines have 76 characters.
 constexpr int base64LastGroupColumn = 72;
 
-constexpr std::array<signed char, 256> makeBase64Digits() {
-    std::array<signed char, 256> digits{};
-    for (signed char& digit : digits) digit = -1;
+constexpr std::array<int, 256> makeBase64Digits() {
+    std::array<int, 256> digits{};
+    for (int& digit : digits) digit = -1;
     // Kept: the search for a digit takes in the terminator of the alphabet, so NUL is digit 64.
     for (std::size_t i = 0; i < sizeof base64Alphabet; ++i)
-        digits[static_cast<unsigned char>(base64Alphabet[i])] = static_cast<signed char>(i);
+        digits[static_cast<unsigned char>(base64Alphabet[i])] = static_cast<int>(i);
     return digits;
 }
 
-constexpr std::array<signed char, 256> base64Digits = makeBase64Digits();
+constexpr std::array<int, 256> base64Digits = makeBase64Digits();
 
 }  // namespace
 
