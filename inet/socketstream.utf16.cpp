@@ -175,7 +175,6 @@ socketbuf* socketbuf::open(const Zeb_String& host, const unsigned short* port) {
     closeSilently();
     setg(nullptr, nullptr, nullptr);
     setp(nullptr, nullptr);
-    timeoutActive_ = false;
     const AddressList addresses = resolve(host, port);
     int error = 0;
     for (const addrinfo* address = addresses.get(); address != nullptr;

@@ -61,9 +61,9 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     socketbuf* close();
     bool is_open() const { return descriptor_ != -1; }
 
-    /// Bounds every later wait of this connection to `seconds` (fractions count). 0 waits without
-    /// limit, as a new connection does. A negative time makes the next wait fail. Throws
-    /// socket_error.
+    /// Bounds every later wait to `seconds` (fractions count). 0 waits without limit, as a new
+    /// buffer does. A negative time makes the next wait fail. The time outlives the connection,
+    /// but the next one reads blocking, without waits, until it is set again. Throws socket_error.
     void setTimeout(double seconds);
 
     /// Waits until the socket can be read or written. False on time-out; throws socket_error.
