@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the system answers to the network code, for tests. Programs that link vt_system_calls have
+// What the system answers to the network code, for tests. Programs that link vt_connection_fixtures have
 // their calls of these functions led through here.
 #pragma once
 
