@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the system answers to the network code, for tests. Programs that link vt_connection_fixtures have
-// their calls of these functions led through here.
+// What the system answers to the network code, for tests. In programs that link
+// vt_connection_fixtures these functions are called through here.
 #pragma once
 
 #include <netdb.h>
