@@ -18,10 +18,14 @@ struct NamedStep {
     Step step;
 };
 
+void PrintTo(const NamedStep& row, std::ostream* out) { *out << row.name; }
+
 struct Fault {
     const char* name;
     Reply reply;
 };
+
+void PrintTo(const Fault& row, std::ostream* out) { *out << row.name; }
 
 const NamedStep steps[] = {{"greeting", Step::Greeting},   {"ehlo", Step::Ehlo},
                            {"helo", Step::Helo},           {"mail", Step::Mail},

@@ -25,6 +25,8 @@ struct Row {
     std::vector<std::string> stored;
 };
 
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 const Row rows[] = {
     {"lastLineIsLeftOut", "250-host\r\n250-8BITMIME\r\n250 SIZE 1000\r\n", {"8BITMIME"}},
     {"lastLineIsLeftOutWhateverItIs",

@@ -52,6 +52,8 @@ struct Row {
     bool isOpen;
 };
 
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 const Row rows[] = {
     {"ehloUnknown", "S: 220 hi\nC: EHLO localhost\nS: 502 what\nC: HELO localhost\nS: 250 hi\n",
      true},

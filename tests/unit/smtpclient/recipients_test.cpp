@@ -30,6 +30,8 @@ struct Row {
     const char* path;
 };
 
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 const Row rows[] = {
     {"bareAddress", "joe@x", "joe@x"},
     {"nameAndAddress", "Joe <joe@x>", "joe@x"},

@@ -15,6 +15,8 @@ struct Row {
     std::string text;
 };
 
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 const Row rows[] = {
     {"oneLine", "250 OK\r\n", "250", "OK"},
     {"bareCode", "250\r\n", "250", ""},

@@ -31,6 +31,8 @@ struct Row {
     std::string onTheWire;
 };
 
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 const Row rows[] = {
     {"oneLine", "hello\r\n", "hello\r\n.\r\n"},
     {"empty", "", ".\r\n"},
@@ -73,6 +75,8 @@ struct Refusal {
     std::string dialogue;
     const char* code;
 };
+
+void PrintTo(const Refusal& row, std::ostream* out) { *out << row.name; }
 
 const Refusal refusals[] = {
     {"sender", "C: MAIL FROM:<from@here>\nS: 550 no\nsilence\n", "550"},

@@ -16,6 +16,8 @@ struct KnownCode {
     unsigned int message;
 };
 
+void PrintTo(const KnownCode& row, std::ostream* out) { *out << row.code; }
+
 class SocketErrorMessage : public testing::TestWithParam<KnownCode> {};
 
 TEST_P(SocketErrorMessage, isTheCatalogsForItsCode) {
