@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+// The commands of vtmail. Each adds itself to the command line; what it does runs while that is
+// parsed, and throws Failure.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+void addSettingsCommand(CLI::App& program);
+void addSandboxCommand(CLI::App& program);

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+// vtmail settings: reads and writes the mail settings of the site.
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "host/host.h"
+#include "tools/vtmail/commands.h"
+#include "tools/vtmail/failure.h"
+#include "tools/vtmail/mail_settings.h"
+#include "tools/vtmail/text.h"
+
+namespace {
+
+struct Arguments {
+    std::string key;
+    std::string value;
+};
+
+std::string listOfKeys() {
+    std::string list;
+    for (const auto& key : mail_settings::keys)
+        list += "\n  " + toUtf8(key.name) +
+                std::string(12 - Zeb_String(key.name).GetLength(), ' ') + key.meaning;
+    return list;
+}
+
+Zeb_String knownKey(const std::string& name) {
+    for (const auto& key : mail_settings::keys)
+        if (toUtf8(key.name) == name) return key.name;
+    throw Failure(EX_USAGE,
+                  "no setting is named " + shown(name) + "; vtmail settings list shows the names");
+}
+
+/// Refuses what would only show when a mail does not arrive.
+void checkValue(const Zeb_String& key, const Zeb_String& value, const std::string& octets) {
+    if (key == u"SendActive" && octets != "0" && octets != "1")
+        throw Failure(EX_USAGE, "SendActive is " + shown(octets) + "; give 1 or 0");
+    if (key == u"Charset" && !octets.empty() && !AdCharset(value).isKnown())
+        throw Failure(EX_USAGE, "no charset is named " + shown(octets) +
+                                    "; give a name such as UTF-8 or ISO-8859-1");
+    if (octets.find_first_of(std::string("\r\n\0", 3)) != std::string::npos)
+        throw Failure(EX_USAGE, toUtf8(key) + " has to be one line");
+}
+
+void list() {
+    for (const auto& key : mail_settings::keys)
+        std::cout << toUtf8(key.name) << " = " << Printable(mail_settings::get(key.name)) << "\n";
+}
+
+void get(const std::string& name) {
+    const Zeb_String value = mail_settings::get(knownKey(name));
+    std::cout << (isatty(STDOUT_FILENO) != 0 ? Printable(value) : toUtf8(value)) << "\n";
+}
+
+void set(const Arguments& arguments) {
+    const Zeb_String key = knownKey(arguments.key);
+    const Zeb_String value = fromUtf8(arguments.value, "the value");
+    checkValue(key, value, arguments.value);
+    mail_settings::set(key, value);
+}
+
+}  // namespace
+
+void addSettingsCommand(CLI::App& program) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* settings = program.add_subcommand("settings", "show and change the mail settings");
+    settings->require_subcommand(1);
+    settings->footer("Settings:" + listOfKeys());
+
+    settings->add_subcommand("list", "show all settings")->callback(list);
+
+    CLI::App* getOne = settings->add_subcommand("get", "print the value of one setting");
+    getOne->add_option("KEY", arguments->key, "name of the setting")->required();
+    getOne->callback([arguments] { get(arguments->key); });
+
+    CLI::App* setOne = settings->add_subcommand("set", "store the value of one setting");
+    setOne->add_option("KEY", arguments->key, "name of the setting")->required();
+    setOne->add_option("VALUE", arguments->value, "its value, UTF-8, one line")->required();
+    setOne->callback([arguments] { set(*arguments); });
+
+    settings->add_subcommand("path", "print the path of the settings file")->callback([] {
+        std::cout << mail_settings::path() << "\n";
+    });
+}
