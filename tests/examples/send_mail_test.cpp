@@ -2,10 +2,10 @@
 // The program that the README shows, run against a server.
 #include <gmock/gmock.h>
 #include <spawn.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 

@@ -7,3 +7,4 @@
 
 void addSettingsCommand(CLI::App& program);
 void addSandboxCommand(CLI::App& program);
+void addDemoCommand(CLI::App& program);

@@ -13,6 +13,7 @@
 namespace {
 
 int complain(int exitCode, const std::string& message) {
+    std::cout.flush();  // what was done comes before what went wrong
     std::cerr << "vtmail: " << message << std::endl;
     return exitCode;
 }
@@ -23,6 +24,7 @@ void setUp(CLI::App& program) {
     program.require_subcommand(1);
     addSettingsCommand(program);
     addSandboxCommand(program);
+    addDemoCommand(program);
 }
 
 /// Also does the work of the command that was given.
