@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail demo: one mail, from the settings to the octets that a server gets.
-
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
