@@ -64,46 +64,47 @@ class Connection {
     /// Until the end of the dialogue. Throws std::system_error when the client has gone.
     Task serve() {
         socket_.set_option(tcp::no_delay(true));
-        co_await answer({Step::Greeting});
-        while (socket_.is_open() && !session_->isOver()) {
+        Command command{Step::Greeting};
+        while (true) {
+            co_await answer(command);
+            if (!socket_.is_open() || session_->isOver()) break;
             if (session_->takesData())
-                co_await takeMessage();
+                command = co_await readMessage();
             else
-                co_await answer(parseCommand(service_, co_await readLine()));
+                command = co_await readCommand();
         }
         close();
     }
 
   private:
-    /// The next line without its CR LF; of one that is too long, a part that is no command.
-    asio::awaitable<std::string> readLine() {
+    asio::awaitable<Command> readCommand() {
         const std::size_t limit = shared_.options.limits.commandLine;
-        std::string tooLong;
+        bool isTooLong = false;
         std::size_t end = std::string::npos;
         while ((end = buffer_.find("\r\n")) == std::string::npos) {
-            if (limit != 0 && buffer_.size() > limit) {
-                if (tooLong.empty()) tooLong = buffer_.substr(0, limit);
-                buffer_.erase(0, buffer_.size() - 1);  // the last one may be the CR
-            }
+            // The first octets are shown, the last one may be a CR, the rest may go.
+            isTooLong |= limit != 0 && buffer_.size() > limit;
+            if (isTooLong) buffer_.erase(limit - 1, buffer_.size() - limit);
             co_await receive();
         }
+        isTooLong |= limit != 0 && end + 2 > limit;
         std::string line = buffer_.substr(0, end);
         buffer_.erase(0, end + 2);
-        if (limit != 0 && end + 2 > limit) tooLong = line.substr(0, limit);
-        if (!tooLong.empty()) line = tooLong + "...\r\n";
         shared_.transcript.add({Line::Side::Client, line, service_, number_});
-        co_return line;
+        co_return isTooLong ? Command{Step::Unknown, std::move(line)}
+                            : parseCommand(service_, line);
     }
 
-    Task takeMessage() {
+    asio::awaitable<Command> readMessage() {
         buffer_.erase(0, session_->takeData(buffer_));
-        if (session_->takesData())
+        while (session_->takesData()) {
             co_await receive();
-        else
-            co_await answer({Step::EndOfData});
+            buffer_.erase(0, session_->takeData(buffer_));
+        }
+        co_return Command{Step::EndOfData};
     }
 
-    Task answer(Command command) {
+    Task answer(const Command& command) {
         const Reply scripted = shared_.script.replyTo(service_, command);
         Answer answer;
         if (scripted.octets && isRefusal(*scripted.octets, command.step))
@@ -116,9 +117,7 @@ class Connection {
     }
 
     Task say(const Reply& scripted, Answer answer) {
-        if (scripted.delay.count() > 0)
-            co_await asio::steady_timer(socket_.get_executor(), scripted.delay)
-                .async_wait(use_awaitable);
+        co_await wait(scripted.delay);
         const std::size_t shown = answer.words.size();
         std::string octets = std::move(answer.words) + answer.content;
         octets.resize(std::min(scripted.length.value_or(octets.size()), octets.size()));
@@ -128,6 +127,11 @@ class Connection {
         for (std::size_t at = 0; at < octets.size(); at += segment)
             co_await asio::async_write(socket_, asio::buffer(octets.data() + at, segment),
                                        use_awaitable);
+    }
+
+    Task wait(std::chrono::milliseconds time) {
+        asio::steady_timer timer(socket_.get_executor(), time);
+        if (time.count() > 0) co_await timer.async_wait(use_awaitable);
     }
 
     Task end(Reply::Ending ending) {
@@ -258,8 +262,8 @@ class Server::Implementation {
 
     /// When a client cannot be accepted, it is for want of descriptors or memory.
     Task waitForDescriptors() {
-        co_await asio::steady_timer(context_, std::chrono::milliseconds(100))
-            .async_wait(use_awaitable);
+        asio::steady_timer timer(context_, std::chrono::milliseconds(100));
+        co_await timer.async_wait(use_awaitable);
     }
 
     Shared shared_;
