@@ -170,22 +170,23 @@ bool encodeRecip(const AdCharset& charset, const Zeb_String& address, const Zeb_
 
 std::string handleRecip(const std::string& prefix, const std::set<std::string>& members) {
     constexpr std::size_t longestLine = 70;
-    if (members.empty()) return {};
-    std::string field = prefix;
-    std::size_t column = prefix.size();
+    std::string field;
+    std::size_t column = 0;
     for (const std::string& member : members) {
-        const bool isFirst = field.size() == prefix.size();
-        if (!isFirst && column + member.size() > longestLine) {
+        if (column == 0) {
+            field = prefix;
+            column = prefix.size();
+        } else if (column + member.size() > longestLine) {
             field += ",\r\n ";
             column = 1;
-        } else if (!isFirst) {
+        } else {
             field += ", ";
             column += 2;
         }
         field += member;
         column += member.size();
     }
-    return field + "\r\n";
+    return column > 0 ? field + "\r\n" : field;
 }
 
 // ==== the fields of a message
@@ -282,7 +283,7 @@ std::string dateField() {
 
 bool writeAll(std::streambuf& target, const std::string& octets) {
     const auto length = static_cast<std::streamsize>(octets.size());
-    return target.sputn(octets.data(), length) == length && target.pubsync() == 0;
+    return target.sputn(octets.data(), length) == length && target.pubsync() != -1;
 }
 
 bool writeBody(const std::string& transferEncoding, const std::string& octets,
@@ -306,25 +307,24 @@ std::string transferEncodingOf(const std::string& body, bool eightBit) {
 
 }  // namespace
 
-void RFC2822Encoder::writeHeader(const std::string& transferEncoding, std::ostream& out) const {
-    out << "Mime-Version: 1.0\r\n"
-        << "X-Mailer: Vantorelle Mailer\r\n"
-        << dateField()  //
-        << "Content-Type: text/plain; charset=" << mimeNameOf(charset_) << "\r\n"
-        << "Content-Transfer-Encoding: " << transferEncoding << "\r\n"
-        << subject_  //
-        << "From: " << sender_ << "\r\n"
-        << handleRecip("To: ", to_)  //
-        << handleRecip("Cc: ", cc_);
+std::string RFC2822Encoder::headerText(const std::string& transferEncoding) const {
+    std::string text = "Mime-Version: 1.0\r\nX-Mailer: Vantorelle Mailer\r\n" + dateField();
+    text += "Content-Type: text/plain; charset=" + mimeNameOf(charset_) + "\r\n";
+    text += "Content-Transfer-Encoding: " + transferEncoding + "\r\n";
+    text += subject_;
+    text += "From: " + sender_ + "\r\n";
+    text += handleRecip("To: ", to_);
+    text += handleRecip("Cc: ", cc_);
     // The caller decides whether a blind recipient is named; AdMailMsg sets none.
-    if (!bcc_.empty()) out << "Bcc: " << bcc_ << "\r\n";
-    out << "\r\n";
+    if (!bcc_.empty()) text += "Bcc: " + bcc_ + "\r\n";
+    return text + "\r\n";
 }
 
 void RFC2822Encoder::getData(bool eightBit, std::ostream& out) const {
     const std::string body = withWireLineEnds(octetsOf(charset_, body_));
     const std::string transferEncoding = transferEncodingOf(body, eightBit);
-    writeHeader(transferEncoding, out);
+    const std::string header = headerText(transferEncoding);
+    out.write(header.data(), static_cast<std::streamsize>(header.size()));
     if (!out.good()) return;
     if (!writeBody(transferEncoding, body, out.rdbuf())) out.setstate(std::ios::badbit);
 }

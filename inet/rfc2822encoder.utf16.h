@@ -40,8 +40,9 @@ class VTINETLIB_API RFC2822Encoder {
     /// does not write these fields.
     bool addHeader(const Zeb_String& name, const Zeb_String& value);
     /// Line breaks inside become blanks. A subject of more than 45 octets of UTF-8 that is not
-    /// plain ASCII is written as several encoded words; a character beyond U+FFFF that falls on
-    /// the seam of two words, or stands last, is cut and shown as two U+FFFD.
+    /// plain ASCII is written as several encoded words. They are filled in halves of what is left,
+    /// cut between code units: a character beyond U+FFFF that falls on such a cut, within a word
+    /// or at its end, or that stands last, is shown as two U+FFFD.
     void setSubject(const Zeb_String& subject);
 
     void setBody(const Zeb_String& text);
@@ -55,7 +56,7 @@ class VTINETLIB_API RFC2822Encoder {
   private:
     VTINETLIB_HIDDEN bool addMailbox(const Zeb_String& address, const Zeb_String& name,
                                      std::set<std::string>& mailboxes);
-    VTINETLIB_HIDDEN void writeHeader(const std::string& transferEncoding, std::ostream& out) const;
+    VTINETLIB_HIDDEN std::string headerText(const std::string& transferEncoding) const;
 
     AdCharset charset_;
     std::string sender_;

@@ -76,6 +76,23 @@ TEST(MessageFailure, TargetThatCannotSyncSetsTheBadBit) {
         }
 }
 
+TEST(MessageFailure, OnlyMinusOneIsAFailedSync) {
+    for (const char16_t* body : {u"", u"hello", u"hello \x01 world", u"\xE9\xE9"}) {
+        Target target;
+        target.setSyncResult(1);
+        EXPECT_TRUE(fits(messageOf(body), /*eightBit=*/false, target));
+    }
+}
+
+TEST(MessageFailure, NothingIsWrittenToAStreamThatIsBadAlready) {
+    Target target;
+    std::ostream out(&target);
+    out.setstate(std::ios::badbit);
+    messageOf(u"hello").getData(/*eightBit=*/false, out);
+    EXPECT_EQ(target.text(), "");
+    EXPECT_EQ(target.syncs(), 0);
+}
+
 TEST(MessageFailure, BodyIsSyncedOnce) {
     for (const char16_t* body : {u"", u"hello", u"hello \x01 world", u"\xE9\xE9"})
         for (const bool eightBit : {false, true}) {

@@ -90,6 +90,10 @@ TEST(RecipientLine, LongestLineOfShortMembersIsSeventyTwoAndItsComma) {
     EXPECT_EQ(out, "To: " + member('a', 33) + ", " + member('b', 33) + ",\r\n c\r\n");
 }
 
+TEST(RecipientLine, EmptyMemberHasItsSeparatorAllTheSame) {
+    EXPECT_EQ(handleRecip("To: ", {"", "a"}), "To: , a\r\n");
+}
+
 TEST(RecipientLine, NothingAtAllHasNoLineEnd) { EXPECT_EQ(handleRecip("", {""}), ""); }
 
 TEST(RecipientLine, RandomMembersAgainstThePlainFolding) {
