@@ -78,6 +78,19 @@ TEST(LargeSubject, ThroughTheMessage) {
               1U);
 }
 
+TEST(LargeFill, CostsNoMoreInALongTextThanInAShortOne) {
+    // Halves that cannot fit are not converted: each of these calls would take 8 Mi units.
+    const Zeb_String text(0x20AC, 16 * mebibyte);
+    for (int round = 0; round < 20000; ++round) {
+        int lo = round;
+        int hi = text.GetLength() - 1;
+        std::string chunk;
+        bi_len(&lo, &hi, text, chunk);
+        ASSERT_EQ(lo, round + 15);
+        ASSERT_EQ(chunk.size(), 45U);
+    }
+}
+
 TEST(LargeRecipients, HundredThousandInTo) {
     RFC2822Encoder encoder;
     constexpr int count = 100000;
