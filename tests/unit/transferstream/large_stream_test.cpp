@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+// Many octets through each filter and back. Nothing here measures time: what does not grow
+// linearly runs into the limit that each test has.
+#include <gtest/gtest.h>
+
+#include "inet/transferstream.utf16.h"
+#include "tests/unit/transferstream/test_buffers.h"
+
+namespace {
+
+constexpr std::size_t large = std::size_t{16} << 20;
+constexpr std::size_t block = 4096;
+
+std::string linesOf(const std::string& line) { return repeated(line, large / line.size()); }
+
+template <typename Filter, typename... Arguments>
+std::string thereAndBack(const std::string& octets, Arguments... arguments) {
+    Target target;
+    Filter writer(&target, arguments...);
+    EXPECT_EQ(writeBlocks(writer, octets, block), octets.size());
+    EXPECT_EQ(writer.pubsync(), 0);
+    PiecewiseSource source(target.text(), block);
+    Filter reader(&source, arguments...);
+    return readBlocks(reader, block);
+}
+
+// EXPECT_EQ would print all of it.
+TEST(LargeStream, Base64) {
+    const std::string octets = linesOf(allOctets());
+    EXPECT_TRUE(thereAndBack<base64buf>(octets, /*encodedWord=*/false) == octets);
+}
+
+TEST(LargeStream, Base64OnOneLine) {
+    const std::string octets = linesOf(allOctets());
+    EXPECT_TRUE(thereAndBack<base64buf>(octets, /*encodedWord=*/true) == octets);
+}
+
+TEST(LargeStream, QuotedPrintable) {
+    const std::string octets = linesOf("some text, almost \xC3\xA9 \r\n=");
+    EXPECT_TRUE(thereAndBack<quotedprintablebuf>(octets, /*headerMode=*/false) == octets);
+}
+
+TEST(LargeStream, QuotedPrintableOnOneLine) {
+    const std::string octets = linesOf("some text, almost \xC3\xA9 \r\n=");
+    // The soft break of sync is no part of a header and ends the data.
+    EXPECT_TRUE(thereAndBack<quotedprintablebuf>(octets, /*headerMode=*/true) == octets);
+}
+
+TEST(LargeStream, DotStuffing) {
+    const std::string octets = linesOf(".a line\r\nb.c\r\n");
+    EXPECT_TRUE(thereAndBack<dotstuffingbuf>(octets) == octets);
+}
+
+TEST(LargeStream, RunOfDots) {
+    const std::string octets = std::string(large, '.') + "\r\n";
+    // Written twofold; the reader drops one.
+    EXPECT_TRUE(thereAndBack<dotstuffingbuf>(octets) == std::string(2 * large - 1, '.') + "\r\n");
+}
+
+TEST(LargeStream, PaddingAndStrangeOctetsAreSkipped) {
+    PiecewiseSource source("YQ" + std::string(large, '.') + "==" + std::string(large, 'A'), block);
+    base64buf filter(&source, /*encodedWord=*/false);
+    EXPECT_EQ(readBlocks(filter, block), "a");
+    EXPECT_EQ(source.rest(), "");
+}
+
+TEST(LargeStream, SoftBreaksWithoutText) {
+    PiecewiseSource source(linesOf("=\r\n=\n") + "end", block);
+    quotedprintablebuf filter(&source, /*headerMode=*/false);
+    EXPECT_EQ(readBlocks(filter, block), "end");
+}
+
+}  // namespace
