@@ -181,12 +181,13 @@ bool widenIcu(const std::string& name, Octets octets, Units& out) {
     ucnv_setToUCallBack(converter.get(), replaceMalformed, &isValid, nullptr, nullptr, &status);
     const char* source = octets.data;
     const char* const end = octets.data + octets.length;
-    const bool isDone = convertInBlocks<UChar>(out, [&](UChar* block, UChar* limit, UErrorCode& error) {
-        UChar* target = block;
-        ucnv_toUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
-                       &error);
-        return static_cast<std::size_t>(target - block);
-    });
+    const bool isDone =
+        convertInBlocks<UChar>(out, [&](UChar* block, UChar* limit, UErrorCode& error) {
+            UChar* target = block;
+            ucnv_toUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
+                           &error);
+            return static_cast<std::size_t>(target - block);
+        });
     return isDone && isValid;
 }
 
@@ -199,12 +200,13 @@ bool narrowIcu(const std::string& name, UnitSpan units, std::string& out) {
     const std::u16string text(units.data, units.data + units.length);
     const UChar* source = text.data();
     const UChar* const end = source + text.size();
-    const bool isDone = convertInBlocks<char>(out, [&](char* block, char* limit, UErrorCode& error) {
-        char* target = block;
-        ucnv_fromUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
-                         &error);
-        return static_cast<std::size_t>(target - block);
-    });
+    const bool isDone =
+        convertInBlocks<char>(out, [&](char* block, char* limit, UErrorCode& error) {
+            char* target = block;
+            ucnv_fromUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
+                             &error);
+            return static_cast<std::size_t>(target - block);
+        });
     return isDone && isExact;
 }
 
@@ -254,11 +256,18 @@ class AdCharsetCodec {
     /// True when the octets were well-formed; `out` is filled in any case.
     static bool widen(const AdCharset& charset, Octets octets, Units& out) {
         switch (charset.kind_) {
-            case AdCharset::Kind::Ascii: return widenAscii(octets, out);
-            case AdCharset::Kind::Utf8: return widenUtf8(octets, out);
-            case AdCharset::Kind::Latin1: widenLatin1(octets, out); return true;
-            case AdCharset::Kind::Icu: return widenIcu(charset.icuName_, octets, out);
-            case AdCharset::Kind::Unknown: widenAscii(octets, out); return false;
+            case AdCharset::Kind::Ascii:
+                return widenAscii(octets, out);
+            case AdCharset::Kind::Utf8:
+                return widenUtf8(octets, out);
+            case AdCharset::Kind::Latin1:
+                widenLatin1(octets, out);
+                return true;
+            case AdCharset::Kind::Icu:
+                return widenIcu(charset.icuName_, octets, out);
+            case AdCharset::Kind::Unknown:
+                widenAscii(octets, out);
+                return false;
         }
         return false;
     }
@@ -266,15 +275,20 @@ class AdCharsetCodec {
     /// True when everything had a form; `out` is filled in any case.
     static bool narrow(const AdCharset& charset, UnitSpan units, std::string& out) {
         switch (charset.kind_) {
-            case AdCharset::Kind::Ascii: return narrowBelow(0x80, units, out);
-            case AdCharset::Kind::Utf8: return narrowUtf8(units, out);
-            case AdCharset::Kind::Latin1: return narrowBelow(0x100, units, out);
-            case AdCharset::Kind::Icu: return narrowIcu(charset.icuName_, units, out);
-            case AdCharset::Kind::Unknown: narrowUtf8(units, out); return false;
+            case AdCharset::Kind::Ascii:
+                return narrowBelow(0x80, units, out);
+            case AdCharset::Kind::Utf8:
+                return narrowUtf8(units, out);
+            case AdCharset::Kind::Latin1:
+                return narrowBelow(0x100, units, out);
+            case AdCharset::Kind::Icu:
+                return narrowIcu(charset.icuName_, units, out);
+            case AdCharset::Kind::Unknown:
+                narrowUtf8(units, out);
+                return false;
         }
         return false;
     }
-
 };
 
 AdCharset::AdCharset() : AdCharset(getDefaultCharset()) {}

@@ -50,7 +50,7 @@ class VTHOST_API AdCharset {
 ///
 /// Wide to octets: where a character has no form, strict conversion returns false and leaves the
 /// text empty; lenient conversion puts a substitute ("?", in UTF-8 EF BF BD, in others what the
-/// charset itself names) and returns true.
+/// charset itself names unless that is a control character) and returns true.
 ///
 /// Octets to wide: malformed octets become U+FFFD, one for each maximal malformed subpart; strict
 /// conversion returns false then, with the output filled all the same. US-ASCII with an octet of

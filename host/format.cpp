@@ -78,12 +78,23 @@ class Formatter {
     void flags(Conversion& spec) {
         for (;; ++rest_) {
             switch (*rest_) {
-                case '-': spec.alignLeft = true; break;
-                case '0': spec.zeroPad = true; break;
-                case '+': spec.showPlus = true; break;
-                case ' ': spec.showBlank = true; break;
-                case '#': spec.alternate = true; break;
-                default: return;
+                case '-':
+                    spec.alignLeft = true;
+                    break;
+                case '0':
+                    spec.zeroPad = true;
+                    break;
+                case '+':
+                    spec.showPlus = true;
+                    break;
+                case ' ':
+                    spec.showBlank = true;
+                    break;
+                case '#':
+                    spec.alternate = true;
+                    break;
+                default:
+                    return;
             }
         }
     }
@@ -130,10 +141,14 @@ class Formatter {
 
     bool carryOut(const Conversion& spec) {
         switch (spec.kind) {
-            case '%': return percent();
-            case 's': return text(spec);
-            case 'c': return unit(spec);
-            default: return contains(u"diuoxX", spec.kind) && integer(spec);
+            case '%':
+                return percent();
+            case 's':
+                return text(spec);
+            case 'c':
+                return unit(spec);
+            default:
+                return contains(u"diuoxX", spec.kind) && integer(spec);
         }
     }
 
@@ -242,8 +257,7 @@ void Zeb_String::FormatWith(const unsigned short* format,
     units_.swap(result);
 }
 
-void Zeb_String::FormatMessage(unsigned int messageId,
-                               std::span<const Format_Argument> arguments) {
+void Zeb_String::FormatMessage(unsigned int messageId, std::span<const Format_Argument> arguments) {
     if (const char16_t* message = CatalogMessage(messageId))
         FormatWith(Zeb_String(message).GetBuffer(), arguments);
     else

@@ -30,13 +30,13 @@ class VTHOST_API Format_Argument {
         }
     }
     template <typename Enum>
-        requires std::is_enum_v<Enum>
-    Format_Argument(Enum value)  // NOLINT(google-explicit-constructor)
+    requires std::is_enum_v<Enum> Format_Argument(
+        Enum value)  // NOLINT(google-explicit-constructor)
         : Format_Argument(static_cast<std::underlying_type_t<Enum>>(value)) {}
 
     /// Zero-terminated; a null pointer is shown as "(null)".
-    Format_Argument(const unsigned short* text);   // NOLINT(google-explicit-constructor)
-    Format_Argument(const char16_t* text);         // NOLINT(google-explicit-constructor)
+    Format_Argument(const unsigned short* text);  // NOLINT(google-explicit-constructor)
+    Format_Argument(const char16_t* text);        // NOLINT(google-explicit-constructor)
     /// Up to its first NUL, as printf would read it.
     Format_Argument(const Zeb_Char_Buffer& text);  // NOLINT(google-explicit-constructor)
 

@@ -29,21 +29,25 @@ std::string homeDirectory() {
     return entry.pw_dir;
 }
 
+std::string withoutFinalSlashes(std::string directory) {
+    while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+    return directory;
+}
+
 std::string settingsDirectory() {
     const std::string own = environment("VTINETLIB_SETTINGS_DIR");
     if (!own.empty()) return own;
     // The XDG base directory rules: a relative path is invalid and ignored.
     const std::string config = environment("XDG_CONFIG_HOME");
-    if (config.starts_with('/')) return config + "/vtinetlib";
-    return homeDirectory() + "/.config/vtinetlib";
+    if (config.starts_with('/')) return withoutFinalSlashes(config) + "/vtinetlib";
+    return withoutFinalSlashes(homeDirectory()) + "/.config/vtinetlib";
 }
 
 }  // namespace
 
 Zeb_String Hux_Dir_Table::Get(int element) {
     if (element != settings) return {};
-    std::string directory = settingsDirectory();
-    while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+    const std::string directory = withoutFinalSlashes(settingsDirectory());
     Zeb_String name;
     AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), directory.data(), directory.size(), name,
                              1);

@@ -58,7 +58,7 @@ std::string narrow(const Zeb_String& text) {
 constexpr std::string_view blanks = " \t";
 
 struct Line {
-    std::string text;  // without its line end
+    std::string text;  // without its line feed
     bool hasSetting = false;
     Zeb_String key;
     Zeb_String value;
@@ -327,8 +327,10 @@ std::vector<Line> splitLines(std::string_view text) {
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         std::string_view line = text.substr(0, end);
-        if (line.ends_with('\r')) line.remove_suffix(1);
+        const bool hasReturn = line.ends_with('\r');
+        if (hasReturn) line.remove_suffix(1);
         lines.push_back(parseLine(line));
+        if (hasReturn) lines.back().text += '\r';
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return lines;
@@ -444,6 +446,7 @@ void writeSetting(const std::string& path, const Zeb_String& key, const Zeb_Stri
         fail(path, "is a symbolic link; name the folder of the file itself instead");
     File file = readFile(path);
     if (const std::string fault = firstFault(file, path); !fault.empty()) throw Failure{fault};
+    if (file.mode && ::access(path.c_str(), W_OK) != 0) failErrno(path, "cannot be written");
     file.set(key, value);
     NewFile newFile(path);
     newFile.write(file.text(), file.mode);

@@ -65,7 +65,9 @@ Zeb_String::Zeb_String(const unsigned short* text) { Append(text); }
 
 Zeb_String::Zeb_String(const char16_t* text) { Append(text); }
 
-Zeb_String::Zeb_String(unsigned short unit, int count) { units_.assign(clamp(count, longest), unit); }
+Zeb_String::Zeb_String(unsigned short unit, int count) {
+    units_.assign(clamp(count, longest), unit);
+}
 
 Zeb_String Zeb_String::FromUnits(const unsigned short* units, std::size_t count) {
     Zeb_String text;

@@ -77,11 +77,11 @@ class VTHOST_API Zeb_String : public Zeb_Char_Buffer {
         FormatWith(Zeb_String(format).GetBuffer(),
                    std::array<Format_Argument, sizeof...(arguments)>{arguments...});
     }
-    /// The same with message `messageId` of the catalog (host/catalog.h) as the format.
+    /// The same with message `messageId` of the catalog (host/catalog.h) as the format;
+    /// "Message N" when there is none.
     template <typename... Arguments>
     void Format(unsigned int messageId, const Arguments&... arguments) {
-        FormatMessage(messageId,
-                      std::array<Format_Argument, sizeof...(arguments)>{arguments...});
+        FormatMessage(messageId, std::array<Format_Argument, sizeof...(arguments)>{arguments...});
     }
 
     /// Index of the first occurrence at or after `start`, or -1. A negative start is 0.

@@ -74,7 +74,6 @@ class ServerFault : public testing::TestWithParam<std::tuple<NamedStep, Fault>> 
     }
 
     Site site_;
-    ShortWaits waits_;
 };
 
 TEST_P(ServerFault, failsTheDeliveryAndLeavesTheMailUsable) {
@@ -83,6 +82,7 @@ TEST_P(ServerFault, failsTheDeliveryAndLeavesTheMailUsable) {
     mail.SetBody(u"hello\n");
     const std::size_t descriptors = openDescriptors();
     {
+        const ShortWaits waits;
         const sandbox::Server server(options());
         EXPECT_EQ(mail.Deliver(), step() == Step::Quit ? 1 : 0);
     }

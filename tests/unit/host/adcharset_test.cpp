@@ -139,6 +139,7 @@ TEST(CharsetConversion, AsciiHasTheFirst128UnitsAndNoOther) {
 
 // ---- wide text that has no form in the charset
 
+/// ICU's, but never the control character SUB.
 std::string substituteOf(const char* charset) {
     UErrorCode status = U_ZERO_ERROR;
     UConverter* converter = ucnv_open(charset, &status);
@@ -147,7 +148,8 @@ std::string substituteOf(const char* charset) {
     ucnv_getSubstChars(converter, octets, &length, &status);
     ucnv_close(converter);
     EXPECT_TRUE(U_SUCCESS(status)) << charset;
-    return {octets, static_cast<std::size_t>(length)};
+    const std::string substitute(octets, static_cast<std::size_t>(length));
+    return substitute == "\x1A" ? "?" : substitute;
 }
 
 struct Substitution {
@@ -236,7 +238,6 @@ const Malformed malformedRows[] = {
     {u"Shift_JIS", "\x93\x20z", R u" z"},
     {u"GBK", "a\x81", u"a" R},
     {u"GBK", "\x81 z", R u" z"},
-    {u"GBK", "a\xFFz", u"a" R u"z"},
     {u"UTF-16BE", "\0a\0"sv, u"a" R},
 };
 #undef R

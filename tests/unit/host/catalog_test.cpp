@@ -74,10 +74,10 @@ TEST(Catalog, FormatPutsTheCodeIntoTheLastMessage) {
     }
 }
 
-TEST(Catalog, FormatWithANumberThatIsNotThereGivesNoText) {
+TEST(Catalog, FormatWithANumberThatIsNotThereGivesTheNumber) {
     Zeb_String text(u"replaced");
     text.Format(lastMessage + 1, 5);
-    EXPECT_EQ(text, u"");
+    EXPECT_EQ(text, u"Message 25978");
 }
 
 }  // namespace

@@ -35,14 +35,14 @@ std::string unlessItNames(const std::string& error, const fs::path& file, int re
     return "";
 }
 
-/// Empty when both reading and writing record an error that names the file.
+/// Empty when both reading and writing record an error that names the file, or its folder.
 std::string unlessBothFail(const SettingsFolder& folder) {
     const Lookup found = lookUp(folder.location(), u"Key");
     if (found.exists) return "a value was read";
     if (found.error.find(folder.file().string()) == std::string::npos)
         return "reading says: " + found.error;
     const std::string error = folder.put(u"Key", u"value");
-    if (error.find(folder.file().string()) == std::string::npos) return "writing says: " + error;
+    if (error.find(folder.path().string()) == std::string::npos) return "writing says: " + error;
     return "";
 }
 
@@ -170,6 +170,21 @@ TEST(SovSettingsFault, AnUnreadableFileIsAnErrorAndStays) {
               }),
               "");
     fs::permissions(folder.file(), fs::perms(0644));
+    EXPECT_EQ(folder.octets(), "Key = 1\n");
+    EXPECT_EQ(folder.names(), onlyTheFile);
+}
+
+TEST(SovSettingsFault, AReadOnlyFileIsReadAndNotReplaced) {
+    const SettingsFolder folder;
+    folder.setOctets("Key = 1\n");
+    fs::permissions(folder.path(), fs::perms(0777));
+    fs::permissions(folder.file(), fs::perms(0444));
+    EXPECT_EQ(inChild([&] {
+                  becomeOrdinaryUser();
+                  if (folder.get(u"Key") != u"1") return "cannot be read"s;
+                  return unlessItNames(folder.put(u"Key", u"2"), folder.file(), EACCES);
+              }),
+              "");
     EXPECT_EQ(folder.octets(), "Key = 1\n");
     EXPECT_EQ(folder.names(), onlyTheFile);
 }
