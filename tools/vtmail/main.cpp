@@ -22,6 +22,7 @@ void setUp(CLI::App& program) {
     program.name("vtmail");
     program.set_version_flag("--version", "vtmail " VTMAIL_VERSION);
     program.require_subcommand(1);
+    addSendCommand(program);
     addSettingsCommand(program);
     addSandboxCommand(program);
     addDemoCommand(program);
@@ -35,6 +36,9 @@ int parse(CLI::App& program, int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return program.exit(error);  // --help and --version
+        if (program.get_subcommands().empty() && argc > 1 && argv[1][0] != '-')
+            return complain(EX_USAGE, "there is no command " + shown(argv[1]) +
+                                          "; vtmail --help lists the commands");
         return complain(EX_USAGE, shown(error.what()) + "; vtmail --help shows how it is used");
     }
 }
@@ -43,6 +47,7 @@ int parse(CLI::App& program, int argc, char** argv) {
 
 int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);  // a reader that has gone is a write error
+    std::ios::sync_with_stdio(false);
     try {
         CLI::App program("Sends mail through the mail server of the site.");
         setUp(program);

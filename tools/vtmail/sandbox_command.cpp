@@ -84,8 +84,11 @@ void addSandboxCommand(CLI::App& program) {
     command->add_option("--pop3-port", arguments->pop3Port, "0 picks a free one")
         ->capture_default_str();
     command->add_option("--folder", arguments->folder, "keep the mails as .eml files here");
-    command->add_option("--refuse", arguments->refused, "refuse this recipient (may be repeated)");
-    command->add_option("--ehlo", arguments->ehloLines,
-                        "a line of the EHLO reply, instead of the usual ones (may be repeated)");
+    command->add_option("--refuse", arguments->refused, "refuse this recipient (may be repeated)")
+        ->allow_extra_args(false);
+    command
+        ->add_option("--ehlo", arguments->ehloLines,
+                     "a line of the EHLO reply, instead of the usual ones (may be repeated)")
+        ->allow_extra_args(false);
     command->callback([arguments] { serve(*arguments); });
 }

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/vtmail/delivery_log.h"
+
+#include <netdb.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "tools/vtmail/text.h"
+
+namespace {
+
+constexpr std::string_view sent = "SMTP->";
+constexpr std::string_view received = "SMTP<-";
+
+/// The number at the end of a report such as "recv() failed (104)".
+int numberAtEnd(const std::string& report) {
+    const std::size_t open = report.rfind('(');
+    return open == std::string::npos ? 0 : std::atoi(report.c_str() + open + 1);
+}
+
+/// What a report about the socket means.
+std::string meaning(const std::string& report) {
+    if (report.empty()) return "the server closed the connection";
+    if (report == "select timed out") return "the server did not answer in time";
+    return std::string("the connection was lost: ") + std::strerror(numberAtEnd(report));
+}
+
+}  // namespace
+
+bool DeliveryLog::Exchange::isComplete() const {
+    return !reply.empty() && (reply.back().size() <= 3 || reply.back()[3] != '-');
+}
+
+/// Empty unless the reply ends as a reply does.
+std::string DeliveryLog::Exchange::code() const {
+    if (!isComplete()) return {};
+    const std::string& line = reply.back();
+    const bool isCode = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3, isdigit);
+    return isCode && (line.size() == 3 || line[3] == ' ') ? line.substr(0, 3) : std::string();
+}
+
+std::string DeliveryLog::Exchange::words() const {
+    std::string all;
+    for (const std::string& line : reply) all += (all.empty() ? "" : " / ") + shown(line);
+    constexpr std::size_t longest = 400;
+    return all.size() <= longest ? all : all.substr(0, longest) + "...";
+}
+
+bool DeliveryLog::Exchange::isRefused() const {
+    return !code().starts_with(command == "DATA" ? '3' : '2');
+}
+
+void DeliveryLog::add(const std::string& message) {
+    if (message.starts_with(sent)) {
+        exchanges_.push_back({message.substr(sent.size()), {}});
+    } else if (message.starts_with(received)) {
+        addReplyLine(message.substr(received.size()));
+    } else if (message == "connect succeeded") {
+        isConnected_ = true;
+        lastFault_.clear();
+    } else if (message != "closing socket") {
+        lastFault_ = message;
+    }
+}
+
+void DeliveryLog::addReplyLine(const std::string& line) {
+    if (exchanges_.back().isComplete()) exchanges_.emplace_back();  // the reply to the message
+    exchanges_.back().reply.push_back(line);
+}
+
+/// Puts together what went wrong in the transactions of a delivery.
+class DeliveryLog::Explanation {
+  public:
+    explicit Explanation(const std::string& fault) : fault_(fault) {}
+
+    void take(const Exchange& exchange, bool isLast) {
+        const std::string& command = exchange.command;
+        if (command.starts_with("MAIL FROM:")) accepted_ = 0;
+        if (command.starts_with("RCPT TO:")) {
+            takeRecipient(exchange);
+        } else if (command.starts_with("EHLO") || command == "QUIT") {
+            // HELO follows where EHLO is refused; after QUIT nothing can be lost.
+        } else if (exchange.isRefused()) {
+            takeRefusal(exchange);
+        } else if (command.empty() && accepted_ > 0) {
+            anybodyGotIt_ = true;
+        } else if (command == "DATA" && isLast) {
+            takeFault("the message");
+        }
+    }
+
+    Failure failure(const std::string& server) const {
+        std::string text = shown(server) + ": " + text_;
+        if (text_.empty()) text += "the delivery failed for want of memory or descriptors";
+        text += anybodyGotIt_ ? "; the others got the mail" : "; nobody got the mail";
+        return {exitCode_, text};
+    }
+
+  private:
+    void takeRecipient(const Exchange& exchange) {
+        if (!exchange.isRefused()) {
+            ++accepted_;
+        } else if (exchange.code().empty()) {
+            takeRefusal(exchange);
+        } else {
+            const std::string address = exchange.command.substr(exchange.command.find(':') + 1);
+            say("refused " + shown(address) + " (" + exchange.words() + ")");
+            setExitCode(exchange.code().starts_with('4') ? EX_TEMPFAIL : EX_NOUSER);
+        }
+    }
+
+    void takeRefusal(const Exchange& exchange) {
+        std::string step = shown(exchange.command);
+        if (step.empty()) step = accepted_ < 0 ? "the greeting" : "the message";
+        if (!exchange.isComplete()) {
+            takeFault(step);
+        } else if (exchange.code().empty()) {
+            say("no valid reply to " + step + ": " + exchange.words());
+            setExitCode(EX_PROTOCOL);
+        } else if (exchange.command != "DATA" || accepted_ > 0) {  // else the recipients were it
+            say("refused " + step + " (" + exchange.words() + ")");
+            setExitCode(exchange.code().starts_with('4') ? EX_TEMPFAIL : EX_UNAVAILABLE);
+        }
+    }
+
+    void takeFault(const std::string& step) {
+        if (isLost_) return;
+        isLost_ = true;
+        say("at " + step + ", " + meaning(fault_));
+        setExitCode(EX_TEMPFAIL);
+    }
+
+    void say(const std::string& text) { text_ += (text_.empty() ? "" : "; ") + text; }
+
+    /// The first one counts: what follows it is often its consequence.
+    void setExitCode(int code) {
+        if (!hasExitCode_) exitCode_ = code;
+        hasExitCode_ = true;
+    }
+
+    std::string fault_;
+    std::string text_;
+    int exitCode_ = EX_TEMPFAIL;
+    bool hasExitCode_ = false;
+    bool isLost_ = false;
+    bool anybodyGotIt_ = false;
+    int accepted_ = -1;  // recipients in this transaction; -1 before the first
+};
+
+Failure DeliveryLog::explain(const std::string& server) const {
+    if (!isConnected_) return explainConnecting(server);
+    Explanation explanation(lastFault_);
+    for (const Exchange& exchange : exchanges_)
+        explanation.take(exchange, &exchange == &exchanges_.back());
+    return explanation.failure(server);
+}
+
+Failure DeliveryLog::explainConnecting(const std::string& server) const {
+    const int number = numberAtEnd(lastFault_);
+    const std::string name = shown(server);
+    if (!lastFault_.starts_with("getaddrinfo("))
+        return {EX_TEMPFAIL, name +
+                                 " does not accept connections to the port of the service smtp: " +
+                                 std::strerror(number)};
+    if (number > 0)
+        return {EX_NOHOST, name + " is no host name; correct it with vtmail settings set SMTPHost"};
+    const int exitCode = number == EAI_AGAIN ? EX_TEMPFAIL : EX_NOHOST;
+    return {exitCode, "no address for the mail server " + name + ": " + gai_strerror(number) +
+                          "; see vtmail settings get SMTPHost"};
+}

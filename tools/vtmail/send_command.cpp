@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: Apache-2.0
+// vtmail send: composes one mail and delivers it.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "inet/admailmsg.utf16.h"
+#include "tools/vtmail/commands.h"
+#include "tools/vtmail/delivery_log.h"
+#include "tools/vtmail/failure.h"
+#include "tools/vtmail/mail_settings.h"
+#include "tools/vtmail/text.h"
+
+namespace {
+
+constexpr AdDiagnosticId mailDiagnostics = 11;
+
+struct Arguments {
+    std::vector<std::string> to;
+    std::vector<std::string> cc;
+    std::vector<std::string> bcc;
+    std::string from;
+    std::string subject;
+    std::string body;
+    std::string file;
+    bool hasBody = false;
+    bool traces = false;
+    bool isDryRun = false;
+};
+
+/// What the settings say, checked.
+struct Settings {
+    std::string server;
+    Zeb_String sender;
+    Zeb_String senderName;
+    Zeb_String charset;
+};
+
+// ---- input
+
+std::string readAll(std::istream& in, const std::string& what) {
+    std::string octets;
+    char block[65536];
+    errno = 0;
+    while (in.read(block, sizeof block), in.gcount() > 0)
+        octets.append(block, static_cast<std::size_t>(in.gcount()));
+    if (in.bad()) throw Failure(EX_NOINPUT, "cannot read " + what + ": " + std::strerror(errno));
+    return octets;
+}
+
+std::string readFile(const std::string& name) {
+    errno = 0;
+    std::ifstream file(name, std::ios::binary);
+    if (!file)
+        throw Failure(EX_NOINPUT, "cannot open " + shown(name) + ": " + std::strerror(errno));
+    return readAll(file, shown(name));
+}
+
+Zeb_String readBody(const Arguments& arguments) {
+    if (arguments.hasBody) return fromUtf8(arguments.body, "--body");
+    if (!arguments.file.empty()) return fromUtf8(readFile(arguments.file), shown(arguments.file));
+    if (isatty(STDIN_FILENO) != 0)
+        std::cerr << "vtmail: type the text; Ctrl-D ends it" << std::endl;
+    return fromUtf8(readAll(std::cin, "standard input"), "standard input");
+}
+
+/// Refuses what could not stand in one line of the protocol, which the library leaves out.
+Zeb_String address(const std::string& octets, const std::string& what) {
+    for (const char c : octets)
+        if (c == '\r' || c == '\n' || c == '\0' || static_cast<unsigned char>(c) >= 0x80)
+            throw Failure(EX_DATAERR,
+                          what + " " + shown(octets) +
+                              " is no mail address: only ASCII on one line can be sent");
+    if (octets.empty()) throw Failure(EX_DATAERR, what + " is empty; give a mail address");
+    return fromUtf8(octets, what);
+}
+
+void requireSending() {
+    if (mail_settings::get(u"SendActive") != u"1")
+        throw Failure(EX_CONFIG,
+                      "sending is switched off, nothing was sent: "
+                      "vtmail settings set SendActive 1 switches it on");
+    if (mail_settings::get(u"SMTPHost").IsEmpty())
+        throw Failure(EX_CONFIG, "there is no mail server: vtmail settings set SMTPHost NAME");
+}
+
+Settings checkedSettings(const Arguments& arguments) {
+    Settings settings;
+    settings.server = toUtf8(mail_settings::get(u"SMTPHost"));
+    settings.charset = mail_settings::get(u"Charset");
+    const bool isOverridden = !arguments.from.empty();
+    const std::string sender =
+        isOverridden ? arguments.from : toUtf8(mail_settings::get(u"ReplyTo"));
+    if (!isOverridden) settings.senderName = mail_settings::get(u"RealName");
+    if (sender.empty())
+        throw Failure(EX_CONFIG,
+                      "there is no sender: vtmail settings set ReplyTo ADDRESS, or give --from");
+    settings.sender = address(sender, isOverridden ? "--from" : "the setting ReplyTo");
+    if (!settings.charset.IsEmpty() && !AdCharset(settings.charset).isKnown())
+        throw Failure(EX_CONFIG,
+                      "the setting Charset names no charset: " + Printable(settings.charset) +
+                          "; vtmail settings set Charset UTF-8");
+    return settings;
+}
+
+// ---- sending
+
+template <typename Add>
+void addAll(const std::vector<std::string>& addresses, const char* option, Add add) {
+    for (const std::string& each : addresses) add(address(each, option));
+}
+
+/// The message as AdMailMsg composes it, for a server that takes 8-bit text.
+void show(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
+    RFC2822Encoder message;
+    if (!settings.charset.IsEmpty()) message.setCharset(AdCharset(settings.charset));
+    message.setSender(settings.sender, settings.senderName);
+    addAll(arguments.to, "--to", [&](const Zeb_String& to) { message.addTo(to, {}); });
+    addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { message.addCc(cc, {}); });
+    message.setSubject(fromUtf8(arguments.subject, "--subject"));
+    message.setBody(body);
+    std::ostringstream octets;
+    message.getData(true, octets);
+    if (isatty(STDOUT_FILENO) == 0) {
+        std::cout << octets.str();
+        return;
+    }
+    std::istringstream lines(octets.str());
+    for (std::string line; std::getline(lines, line);) {
+        if (line.ends_with('\r')) line.pop_back();
+        std::cout << shown(line) << "\n";
+    }
+}
+
+void reportTo(DeliveryLog& log, bool traces) {
+    AdDiagnostic::SetReporter([&log, traces](const Zeb_String& tag, const Zeb_String& message) {
+        if (traces) std::cerr << Printable(tag) << ": " << Printable(message) << std::endl;
+        log.add(toUtf8(message));
+    });
+    AdDiagnostic::Enable(mailDiagnostics, true);
+}
+
+void deliver(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
+    AdMailMsg mail;
+    if (!arguments.from.empty()) mail.SetOverrideFrom(settings.sender);
+    addAll(arguments.to, "--to", [&](const Zeb_String& to) { mail.AddTo(to); });
+    addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { mail.AddCc(cc); });
+    addAll(arguments.bcc, "--bcc", [&](const Zeb_String& bcc) { mail.AddBcc(bcc); });
+    mail.SetSubject(fromUtf8(arguments.subject, "--subject"));
+    mail.SetBody(body);
+    DeliveryLog log;
+    reportTo(log, arguments.traces);
+    const int result = mail.Deliver();
+    AdDiagnostic::Enable(mailDiagnostics, false);
+    AdDiagnostic::SetReporter({});
+    if (result == 0) throw log.explain(settings.server);
+    if (!log.isConnected())
+        throw Failure(EX_TEMPFAIL, "nothing was sent, sending has just been switched off");
+}
+
+void send(const Arguments& arguments) {
+    if (arguments.to.empty() && arguments.cc.empty() && arguments.bcc.empty())
+        throw Failure(EX_USAGE, "there is no recipient: give --to, --cc or --bcc");
+    if (!arguments.isDryRun) requireSending();
+    const Settings settings = checkedSettings(arguments);
+    const Zeb_String body = readBody(arguments);
+    if (arguments.isDryRun)
+        show(arguments, settings, body);
+    else
+        deliver(arguments, settings, body);
+}
+
+}  // namespace
+
+void addSendCommand(CLI::App& program) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = program.add_subcommand("send", "send one mail");
+    command->add_option("--to", arguments->to, "recipient (may be repeated)")
+        ->allow_extra_args(false);
+    command->add_option("--cc", arguments->cc, "recipient of a copy (may be repeated)")
+        ->allow_extra_args(false);
+    command->add_option("--bcc", arguments->bcc, "blind recipient (may be repeated)")
+        ->allow_extra_args(false);
+    command->add_option("--subject", arguments->subject, "subject, UTF-8");
+    command->add_option("--from", arguments->from, "sender, instead of the setting ReplyTo");
+    CLI::Option* body = command->add_option("--body", arguments->body, "text, UTF-8");
+    command->add_option("--file", arguments->file, "file with the text, else standard input")
+        ->excludes(body);
+    command->add_flag("--trace", arguments->traces, "show the protocol log as it happens");
+    command->add_flag("--dry-run", arguments->isDryRun, "print the message, send nothing");
+    command->footer("Server and sender come from the settings: vtmail settings --help");
+    command->callback([arguments, body] {
+        arguments->hasBody = body->count() > 0;
+        send(*arguments);
+    });
+}
