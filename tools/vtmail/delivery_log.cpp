@@ -77,20 +77,29 @@ class DeliveryLog::Explanation {
   public:
     explicit Explanation(const std::string& fault) : fault_(fault) {}
 
-    void take(const Exchange& exchange, bool isLast) {
+    void take(const Exchange& exchange) {
         const std::string& command = exchange.command;
+        if (!command.empty()) endMessage();
         if (command.starts_with("MAIL FROM:")) accepted_ = 0;
         if (command.starts_with("RCPT TO:")) {
             takeRecipient(exchange);
         } else if (command.starts_with("EHLO") || command == "QUIT") {
             // HELO follows where EHLO is refused; after QUIT nothing can be lost.
         } else if (exchange.isRefused()) {
+            isMessageSent_ = false;
             takeRefusal(exchange);
+        } else if (command == "DATA") {
+            isMessageSent_ = true;
         } else if (command.empty() && accepted_ > 0) {
+            isMessageSent_ = false;
             anybodyGotIt_ = true;
-        } else if (command == "DATA" && isLast) {
-            takeFault("the message");
         }
+    }
+
+    /// To be called when no more is to come: a message without a reply was lost.
+    void endMessage() {
+        if (isMessageSent_) takeFault("the message");
+        isMessageSent_ = false;
     }
 
     Failure failure(const std::string& server) const {
@@ -147,6 +156,7 @@ class DeliveryLog::Explanation {
     int exitCode_ = EX_TEMPFAIL;
     bool hasExitCode_ = false;
     bool isLost_ = false;
+    bool isMessageSent_ = false;  // and not answered yet
     bool anybodyGotIt_ = false;
     int accepted_ = -1;  // recipients in this transaction; -1 before the first
 };
@@ -154,8 +164,8 @@ class DeliveryLog::Explanation {
 Failure DeliveryLog::explain(const std::string& server) const {
     if (!isConnected_) return explainConnecting(server);
     Explanation explanation(lastFault_);
-    for (const Exchange& exchange : exchanges_)
-        explanation.take(exchange, &exchange == &exchanges_.back());
+    for (const Exchange& exchange : exchanges_) explanation.take(exchange);
+    explanation.endMessage();
     return explanation.failure(server);
 }
 

@@ -46,8 +46,10 @@ void checkValue(const Zeb_String& key, const Zeb_String& value, const std::strin
 }
 
 void list() {
+    std::string lines;
     for (const auto& key : mail_settings::keys)
-        std::cout << toUtf8(key.name) << " = " << Printable(mail_settings::get(key.name)) << "\n";
+        lines += toUtf8(key.name) + " = " + Printable(mail_settings::get(key.name)) + "\n";
+    std::cout << lines;
 }
 
 void get(const std::string& name) {

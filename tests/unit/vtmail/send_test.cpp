@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+// vtmail send: what it delivers, prints and refuses.
+#include <gmock/gmock.h>
+#include <sysexits.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "sandbox/server.h"
+#include "tests/support/private_network.h"
+#include "tests/unit/host/child_process.h"
+#include "tests/unit/vtmail/program.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+sandbox::ServerOptions onSmtpPort() {
+    sandbox::ServerOptions options;
+    options.address = privateAddress();
+    options.smtpPort = 25;
+    return options;
+}
+
+class Send : public ::testing::Test {
+  protected:
+    Send() {
+        folder().setOctets("SMTPHost = " + privateAddress() +
+                           "\nReplyTo = me@x\nRealName = Zoë\nSendActive = 1\n");
+    }
+
+    const SettingsFolder& folder() const { return settings_.folder; }
+
+    /// One line on stderr that holds `words`, nothing on stdout.
+    static void expectFailure(const std::vector<std::string>& arguments, int exitCode,
+                              const std::string& words) {
+        const Outcome run = vtmail(arguments);
+        EXPECT_EQ(run.exitCode, exitCode);
+        EXPECT_THAT(run.out, IsEmpty());
+        EXPECT_THAT(run.err, AllOf(StartsWith("vtmail: "), HasSubstr(words)));
+        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+    }
+
+  private:
+    TestSettings settings_;
+};
+
+const std::vector<std::string> oneMail = {"send", "--to", "a@x", "--body", "hello\n"};
+
+// ---- what is delivered
+
+TEST_F(Send, IsSilentWhenEverybodyGotTheMail) {
+    const sandbox::Server server(onSmtpPort());
+    const Outcome run = vtmail(oneMail);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_THAT(run.err, IsEmpty());
+    EXPECT_THAT(server.messages(), SizeIs(1));
+}
+
+TEST_F(Send, SendsToEveryRecipientOfEachKind) {
+    const sandbox::Server server(onSmtpPort());
+    const Outcome run = vtmail({"send", "--to", "a@x", "--to", "b@x", "--cc", "c@x", "--bcc", "d@x",
+                                "--bcc", "e@x", "--body", "hello\n"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    ASSERT_THAT(server.messages(), SizeIs(2));
+    EXPECT_THAT(server.messages()[0].recipients, ElementsAre("a@x", "b@x", "c@x"));
+    EXPECT_THAT(server.messages()[1].recipients, ElementsAre("d@x", "e@x"));
+    EXPECT_THAT(server.messages()[0].data, HasSubstr("To: <a@x>, <b@x>\r\nCc: <c@x>\r\n\r\n"));
+}
+
+TEST_F(Send, SendsSubjectAndTextOfAnyScript) {
+    const sandbox::Server server(onSmtpPort());
+    EXPECT_EQ(vtmail({"send", "--to", "a@x", "--subject", "Grüße", "--body", "日本\n"}).exitCode,
+              0);
+    ASSERT_THAT(server.messages(), SizeIs(1));
+    EXPECT_THAT(
+        server.messages()[0].data,
+        AllOf(HasSubstr("Subject: =?UTF-8?B?R3LDvMOfZQ==?= \r\n"),
+              HasSubstr("From: =?UTF-8?B?Wm/Dqw==?= <me@x>\r\n"), EndsWith("\r\n\r\n日本\r\n")));
+}
+
+TEST_F(Send, TakesTheTextFromStandardInput) {
+    const sandbox::Server server(onSmtpPort());
+    EXPECT_EQ(vtmail({"send", "--to", "a@x"}, "from a pipe\n").exitCode, 0);
+    ASSERT_THAT(server.messages(), SizeIs(1));
+    EXPECT_THAT(server.messages()[0].data, EndsWith("\r\n\r\nfrom a pipe\r\n"));
+}
+
+TEST_F(Send, TakesTheTextFromAFile) {
+    const std::filesystem::path file = folder().path() / "text";
+    std::ofstream(file) << "from a file\n";
+    const sandbox::Server server(onSmtpPort());
+    EXPECT_EQ(vtmail({"send", "--to", "a@x", "--file", file.string()}).exitCode, 0);
+    ASSERT_THAT(server.messages(), SizeIs(1));
+    EXPECT_THAT(server.messages()[0].data, EndsWith("\r\n\r\nfrom a file\r\n"));
+}
+
+TEST_F(Send, AnotherSenderHasNoName) {
+    const sandbox::Server server(onSmtpPort());
+    EXPECT_EQ(vtmail({"send", "--to", "a@x", "--from", "boss@x", "--body", ""}).exitCode, 0);
+    ASSERT_THAT(server.messages(), SizeIs(1));
+    EXPECT_EQ(server.messages()[0].sender, "boss@x");
+    EXPECT_THAT(server.messages()[0].data, HasSubstr("From: <boss@x>\r\n"));
+}
+
+TEST_F(Send, TraceShowsTheProtocolLog) {
+    const sandbox::Server server(onSmtpPort());
+    const Outcome run = vtmail({"send", "--to", "a@x", "--body", "x", "--trace"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, HasSubstr("socketbuf (vtinetlib.dll): connect succeeded\n"
+                                   "smtpclient (vtinetlib.dll): SMTP<-220 "));
+    EXPECT_THAT(run.err, HasSubstr("smtpclient (vtinetlib.dll): SMTP->RCPT TO:<a@x>\n"));
+}
+
+// ---- what would be sent
+
+TEST_F(Send, DryRunPrintsTheMessageAndConnectsToNobody) {
+    folder().setOctets("ReplyTo = me@x\nCharset = ISO-8859-1\n");
+    const Outcome run = vtmail({"send", "--dry-run", "--to", "a@x", "--cc", "c@x", "--bcc", "d@x",
+                                "--subject", "S", "--body", "Größe\n"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_THAT(run.out, StartsWith("Mime-Version: 1.0\r\n"));
+    EXPECT_THAT(run.out, HasSubstr("Content-Type: text/plain; charset=ISO-8859-1\r\n"));
+    EXPECT_THAT(run.out, EndsWith("Subject: S\r\nFrom: <me@x>\r\nTo: <a@x>\r\nCc: <c@x>\r\n\r\n"
+                                  "Gr\xF6\xDF"
+                                  "e\r\n"));
+}
+
+// ---- what is not sent at all
+
+TEST_F(Send, SwitchedOffIsSaid) {
+    folder().setOctets("SMTPHost = x\nReplyTo = me@x\nSendActive = 0\n");
+    expectFailure(oneMail, EX_CONFIG, "switched off, nothing was sent");
+}
+
+TEST_F(Send, MissingSettingsAreNamed) {
+    folder().setOctets("ReplyTo = me@x\nSendActive = 1\n");
+    expectFailure(oneMail, EX_CONFIG, "vtmail settings set SMTPHost");
+    folder().setOctets("SMTPHost = x\nSendActive = 1\n");
+    expectFailure(oneMail, EX_CONFIG, "vtmail settings set ReplyTo");
+}
+
+TEST_F(Send, SettingsThatNobodyUnderstandsAreNamed) {
+    for (const char* octets :
+         {"SendActive = 1\nSMTPHost = \"x", "rubbish\n", "SMTPHost\xFF = x\n"}) {
+        folder().setOctets(octets);
+        expectFailure(oneMail, EX_CONFIG, folder().file().string());
+    }
+}
+
+TEST_F(Send, SettingsThatMayNotBeReadAreNamed) {
+    std::filesystem::permissions(folder().file(), std::filesystem::perms(0));
+    const Outcome run = vtmail(oneMail, {}, becomeOrdinaryUser);
+    EXPECT_EQ(run.exitCode, EX_CONFIG);
+    EXPECT_THAT(run.err, HasSubstr(folder().file().string()));
+}
+
+TEST_F(Send, AnUnknownCharsetIsNamed) {
+    folder().setOctets("SMTPHost = x\nReplyTo = me@x\nSendActive = 1\nCharset = klingon\n");
+    expectFailure(oneMail, EX_CONFIG, "klingon");
+}
+
+TEST_F(Send, ArgumentsThatCannotBeSentAreRefusedBeforeAnythingIs) {
+    const sandbox::Server server(onSmtpPort());
+    expectFailure({"send", "--body", "x"}, EX_USAGE, "no recipient");
+    expectFailure({"send", "--to", "a@x\r\nDATA", "--body", "x"}, EX_DATAERR,
+                  "--to a@x\\x0D\\x0ADATA");
+    expectFailure({"send", "--cc", "ä@x", "--body", "x"}, EX_DATAERR, "--cc ä@x");
+    expectFailure({"send", "--bcc", "", "--body", "x"}, EX_DATAERR, "--bcc is empty");
+    expectFailure({"send", "--to", "a@x", "--from", "a\n@x", "--body", "x"}, EX_DATAERR, "--from");
+    expectFailure({"send", "--to", "a@x", "--subject", "\xFC", "--body", "x"}, EX_DATAERR,
+                  "--subject is not UTF-8");
+    expectFailure({"send", "--to", "a@x", "--body", "\xFC"}, EX_DATAERR, "--body is not UTF-8");
+    EXPECT_THAT(server.transcript(), IsEmpty());
+}
+
+TEST_F(Send, AFileThatCannotBeReadIsNamed) {
+    expectFailure({"send", "--to", "a@x", "--file", "/nowhere\x1B"}, EX_NOINPUT,
+                  "/nowhere\\x1B: No such file");
+    expectFailure({"send", "--to", "a@x", "--file", "/"}, EX_NOINPUT, "/: Is a directory");
+}
+
+}  // namespace
