@@ -16,8 +16,10 @@ class VTHOST_API Format_Argument {
   public:
     enum class Kind { Integer, Text };
 
+    // None of these is explicit: they stand for the "..." of printf.
+
     template <std::integral Integer>
-    Format_Argument(Integer value)  // NOLINT(google-explicit-constructor): stands for "..."
+    Format_Argument(Integer value)  // NOLINT(google-explicit-constructor)
         : kind(Kind::Integer) {
         // printf reads a narrow integer through its promoted type.
         const auto promoted = +value;
@@ -29,6 +31,7 @@ class VTHOST_API Format_Argument {
             if (isNegative) magnitude = Unsigned{} - static_cast<Unsigned>(promoted);
         }
     }
+    /// An enumerator counts as its number.
     template <typename Enum>
     requires std::is_enum_v<Enum> Format_Argument(
         Enum value)  // NOLINT(google-explicit-constructor)

@@ -395,7 +395,7 @@ ScriptedPeer::ScriptedPeer(Dialogue dialogue, PeerOptions options)
     : ScriptedPeer(std::vector<Dialogue>{std::move(dialogue)}, std::move(options)) {}
 
 ScriptedPeer::ScriptedPeer(std::vector<Dialogue> dialogues, PeerOptions options)
-    : implementation_(std::make_unique<Implementation>(std::move(dialogues), options)) {}
+    : implementation_(std::make_unique<Implementation>(std::move(dialogues), std::move(options))) {}
 
 ScriptedPeer::~ScriptedPeer() = default;
 

@@ -12,7 +12,7 @@ constexpr std::size_t mostLines = 100000;
 
 Transcript::Transcript(Observer observer) : observer_(std::move(observer)) {}
 
-void Transcript::add(Line line) {
+void Transcript::add(const Line& line) {
     {
         const std::lock_guard lock(mutex_);
         lines_.push_back(line);

@@ -19,7 +19,7 @@ class Transcript {
 
     explicit Transcript(Observer observer);
 
-    void add(Line line);
+    void add(const Line& line);
     /// Adds each line of a reply; a last one may lack its CR LF.
     void addReply(std::string_view octets, Service service, std::size_t connection);
     std::vector<Line> lines() const;

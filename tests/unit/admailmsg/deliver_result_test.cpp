@@ -15,7 +15,6 @@
 using sandbox::Reply;
 using sandbox::Service;
 using sandbox::Step;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

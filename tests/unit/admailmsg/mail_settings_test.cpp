@@ -210,7 +210,7 @@ TEST_F(MailSettings, inAFileOfRubbishAreEmptyAndLeftAlone) {
     const std::string rubbish(
         "\x7F"
         "ELF\0\xFF\xFE\n\"open\nSMTPHost\n",
-        24);
+        23);
     folder.setOctets(rubbish);
     EXPECT_THAT(allSettings(), ElementsAre("SMTP", "", "", "", "", ""));
     EXPECT_FALSE(AdMailMsg().setSetting(u"SMTPHost", u"h"));

@@ -6,7 +6,6 @@
 
 #include "sandbox/scripted_peer.h"
 
-using sandbox::Move;
 using sandbox::parseDialogue;
 using testing::HasSubstr;
 using testing::ThrowsMessage;

@@ -5,7 +5,6 @@
 #include "tests/unit/smtpclient/session.h"
 #include "tests/unit/socketstream/connection.h"
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {

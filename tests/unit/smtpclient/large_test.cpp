@@ -79,7 +79,7 @@ TEST(LargeMessage, of64MebioctetsIsSent) {
     constexpr int count = 1024;
     std::string piece;
     std::string onTheWire;
-    while (piece.size() < 64 * 1024) {
+    while (piece.size() < std::size_t{64} * 1024) {
         piece += ".a line that begins with a dot and stands in the middle of many\r\n";
         onTheWire += "..a line that begins with a dot and stands in the middle of many\r\n";
     }

@@ -6,7 +6,6 @@
 #include "tests/unit/smtpclient/session.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

@@ -4,8 +4,6 @@
 
 #include "tests/unit/smtpclient/session.h"
 
-using testing::ElementsAre;
-
 namespace {
 
 struct Row {

@@ -8,11 +8,8 @@
 #include "tests/unit/socketstream/connection.h"
 #include "tests/unit/socketstream/system_calls.h"
 
-using testing::AllOf;
-using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
-using testing::Not;
 
 namespace {
 
@@ -83,8 +80,8 @@ TEST(SilentServer, hasTwiceTheTimeToTakeTheMessage) {
 
 TEST(SilentServer, hasTheUsualTimeAgainAfterTheMessage) {
     ShortWaits waits;
-    waits.calls.recv = [&waits, isFirst = true](int descriptor, void* octets, std::size_t length,
-                                                int flags) mutable {
+    waits.calls.recv = [isFirst = true](int descriptor, void* octets, std::size_t length,
+                                        int flags) mutable {
         isFirst = !isFirst;  // each reply has to be waited for
         return isFirst ? real::recv(descriptor, octets, length, flags)
                        : ssize_t{failingWith(EAGAIN)};

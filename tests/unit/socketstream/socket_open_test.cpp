@@ -14,7 +14,6 @@
 #include "tests/unit/socketstream/system_calls.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

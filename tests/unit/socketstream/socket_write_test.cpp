@@ -10,10 +10,8 @@
 #include "tests/unit/socketstream/system_calls.h"
 
 using testing::AnyOf;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::IsSupersetOf;
 
 namespace {
 
@@ -194,7 +192,7 @@ TEST(SocketWrite, toAPeerThatDoesNotReadTimesOut) {
 }
 
 TEST(SocketWrite, ofMoreThanTheSystemBuffersArrivesWhole) {
-    const std::string piece = counting(64 * 1024);
+    const std::string piece = counting(std::size_t{64} * 1024);
     constexpr int pieces = 320;
     sandbox::Dialogue dialogue(pieces, sandbox::expectData(piece));
     dialogue.push_back(sandbox::say("!"));
