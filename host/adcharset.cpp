@@ -136,27 +136,26 @@ void replaceMalformed(const void* context, UConverterToUnicodeArgs* arguments,
 }
 
 /// Puts the charset's substitute for a character without a form and notes it in the bool that the
-/// context points to. Where ICU's substitute is the control character SUB, which is no text, a
-/// question mark takes its place.
+/// context points to. ICU's own callback would drop what is invisible, such as a soft hyphen.
 void replaceUnmappable(const void* context, UConverterFromUnicodeArgs* arguments,
-                       const UChar* units, int32_t length, UChar32 codePoint,
+                       const UChar* /*units*/, int32_t /*length*/, UChar32 /*codePoint*/,
                        UConverterCallbackReason reason, UErrorCode* status) {
     if (!isFault(reason)) return;
     *const_cast<bool*>(static_cast<const bool*>(context)) = false;
-    char octets[8];
-    int8_t octetCount = sizeof octets;
-    UErrorCode queried = U_ZERO_ERROR;
-    ucnv_getSubstChars(arguments->converter, octets, &octetCount, &queried);
-    const bool isControl = U_SUCCESS(queried) && octetCount == 1 && octets[0] == 0x1A;
-    if (!isControl) {
-        UCNV_FROM_U_CALLBACK_SUBSTITUTE(nullptr, arguments, units, length, codePoint, reason,
-                                        status);
-        return;
-    }
     *status = U_ZERO_ERROR;
-    const UChar question = u'?';
-    const UChar* source = &question;
-    ucnv_cbFromUWriteUChars(arguments, &source, source + 1, 0, status);
+    ucnv_cbFromUWriteSub(arguments, 0, status);
+}
+
+/// A substitute of one octet is the control character SUB, which is no text: a question mark takes
+/// its place. A longer one is set again, so that it serves for Latin-1, too, where ICU has SUB.
+void chooseSubstitute(UConverter* converter, UErrorCode& status) {
+    char octets[8];
+    int8_t length = sizeof octets;
+    ucnv_getSubstChars(converter, octets, &length, &status);
+    if (length == 1)
+        ucnv_setSubstString(converter, u"?", 1, &status);
+    else
+        ucnv_setSubstChars(converter, octets, length, &status);
 }
 
 /// Runs `step` with one block of room after the other until it needs no more; `step` fills the
@@ -197,6 +196,7 @@ bool narrowIcu(const std::string& name, UnitSpan units, std::string& out) {
     bool isExact = true;
     UErrorCode status = U_ZERO_ERROR;
     ucnv_setFromUCallBack(converter.get(), replaceUnmappable, &isExact, nullptr, nullptr, &status);
+    chooseSubstitute(converter.get(), status);
     const std::u16string text(units.data, units.data + units.length);
     const UChar* source = text.data();
     const UChar* const end = source + text.size();

@@ -256,12 +256,34 @@ Line parseLine(std::string_view text) {
     return line;
 }
 
+std::vector<Line> splitLines(std::string_view text) {
+    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // an editor's byte order mark
+    std::vector<Line> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        std::string_view line = text.substr(0, end);
+        const bool hasReturn = line.ends_with('\r');
+        if (hasReturn) line.remove_suffix(1);
+        lines.push_back(parseLine(line));
+        if (hasReturn) lines.back().text += '\r';
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
+/// Whether `text` is a line that reads back as this key and value, wherever it stands in a file.
+bool readsBack(const std::string& text, const Zeb_String& key, const Zeb_String& value) {
+    const std::vector<Line> lines = splitLines(text);
+    return lines.size() == 1 && lines[0].hasSetting && lines[0].key == key &&
+           lines[0].value == value;
+}
+
 /// A line for the setting; key and value are quoted only where a bare form would not read back.
 Line makeLine(const Zeb_String& key, const Zeb_String& value) {
-    Line line = parseLine(narrow(key) + " = " + narrow(value));
-    if (line.hasSetting && line.key == key && line.value == value) return line;
-    line = parseLine(narrow(key) + " = " + quote(value));
-    if (line.hasSetting && line.key == key && line.value == value) return line;
+    const std::string bareKey = narrow(key);
+    for (const std::string& text :
+         {bareKey + " = " + narrow(value), bareKey + " = " + quote(value)})
+        if (readsBack(text, key, value)) return parseLine(text);
     return parseLine(quote(key) + " = " + quote(value));
 }
 
@@ -286,9 +308,15 @@ class Descriptor {
 
 constexpr mode_t newFileMode = 0666;  // cut by the umask
 
+struct Rights {
+    uid_t owner;
+    gid_t group;
+    mode_t mode;
+};
+
 struct File {
     std::vector<Line> lines;
-    std::optional<mode_t> mode;  // of the file that exists
+    std::optional<Rights> rights;  // of the file that exists
 
     const Line* find(const Zeb_String& key) const {
         for (auto line = lines.rbegin(); line != lines.rend(); ++line)
@@ -321,21 +349,6 @@ std::string readAll(int descriptor, const std::string& path) {
     }
 }
 
-std::vector<Line> splitLines(std::string_view text) {
-    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // an editor's byte order mark
-    std::vector<Line> lines;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = text.substr(0, end);
-        const bool hasReturn = line.ends_with('\r');
-        if (hasReturn) line.remove_suffix(1);
-        lines.push_back(parseLine(line));
-        if (hasReturn) lines.back().text += '\r';
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return lines;
-}
-
 /// A file that does not exist is an empty one.
 File readFile(const std::string& path) {
     // O_NONBLOCK: a pipe in the file's place must not make the reader wait.
@@ -347,7 +360,8 @@ File readFile(const std::string& path) {
     struct stat status {};
     if (::fstat(descriptor.number(), &status) != 0) failErrno(path, "cannot be examined");
     if (!S_ISREG(status.st_mode)) fail(path, "is not a regular file");
-    return {splitLines(readAll(descriptor.number(), path)), status.st_mode & 07777U};
+    return {splitLines(readAll(descriptor.number(), path)),
+            Rights{status.st_uid, status.st_gid, status.st_mode & 07777U}};
 }
 
 /// The first line that cannot be understood, as a sentence; empty when all can.
@@ -376,9 +390,10 @@ class DirectoryLock {
             if (errno != EINTR) failErrno(directory, "cannot be locked");
     }
 
-    /// Makes a rename in the directory last.
+    /// Makes a rename in the directory last, where the file system can do that (EINVAL: it cannot).
     void sync(const std::string& directory) const {
-        if (::fsync(descriptor_.number()) != 0) failErrno(directory, "cannot be synced");
+        if (::fsync(descriptor_.number()) != 0 && errno != EINVAL)
+            failErrno(directory, "cannot be synced");
     }
 
   private:
@@ -395,15 +410,18 @@ void writeAll(int descriptor, std::string_view text, const std::string& path) {
     }
 }
 
-/// The new file beside the old one. The lock makes the fixed name safe: what a crash has left
-/// there is written over. Removed again unless it was put in place.
+/// Makes a file that was not there; what a crash has left in its place is removed.
+int openNew(const std::string& name) {
+    ::unlink(name.c_str());
+    return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFileMode);
+}
+
+/// The new file beside the old one. The lock makes the fixed name safe. Removed again unless it
+/// was put in place.
 class NewFile {
   public:
     explicit NewFile(const std::string& path)
-        : path_(path),
-          name_(path + ".new"),
-          descriptor_(::open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
-                             newFileMode)) {
+        : path_(path), name_(path + ".new"), descriptor_(openNew(name_)) {
         if (!descriptor_.isOpen()) failErrno(name_, "cannot be written");
     }
     ~NewFile() {
@@ -412,9 +430,8 @@ class NewFile {
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    void write(std::string_view text, std::optional<mode_t> mode) {
-        if (mode && ::fchmod(descriptor_.number(), *mode) != 0)
-            failErrno(name_, "cannot be given the mode of the old file");
+    void write(std::string_view text, const std::optional<Rights>& rights) {
+        if (rights) take(*rights);
         writeAll(descriptor_.number(), text, name_);
         if (::fsync(descriptor_.number()) != 0) failErrno(name_, "cannot be synced");
         if (::close(descriptor_.release()) != 0) failErrno(name_, "cannot be closed");
@@ -426,6 +443,18 @@ class NewFile {
     }
 
   private:
+    /// The owner as far as the process may: only root gives files away, others to their groups.
+    void take(const Rights& rights) const {
+        constexpr uid_t same = static_cast<uid_t>(-1);
+        const bool isGiven = ::fchown(descriptor_.number(), rights.owner, rights.group) == 0 ||
+                             ::fchown(descriptor_.number(), same, rights.group) == 0;
+        // EINVAL: a user whom the namespace of this process does not know.
+        if (!isGiven && errno != EPERM && errno != EINVAL)
+            failErrno(name_, "cannot be given to the owner of the old file");
+        if (::fchmod(descriptor_.number(), rights.mode) != 0)
+            failErrno(name_, "cannot be given the mode of the old file");
+    }
+
     std::string path_;
     std::string name_;
     Descriptor descriptor_;
@@ -446,10 +475,10 @@ void writeSetting(const std::string& path, const Zeb_String& key, const Zeb_Stri
         fail(path, "is a symbolic link; name the folder of the file itself instead");
     File file = readFile(path);
     if (const std::string fault = firstFault(file, path); !fault.empty()) throw Failure{fault};
-    if (file.mode && ::access(path.c_str(), W_OK) != 0) failErrno(path, "cannot be written");
+    if (file.rights && ::access(path.c_str(), W_OK) != 0) failErrno(path, "cannot be written");
     file.set(key, value);
     NewFile newFile(path);
-    newFile.write(file.text(), file.mode);
+    newFile.write(file.text(), file.rights);
     newFile.putInPlace();
     lock.sync(directory);
 }

@@ -45,6 +45,15 @@ unsigned short foldCase(unsigned short unit) {
     return static_cast<unsigned short>(isUpper ? unit + ('a' - 'A') : unit);
 }
 
+/// How often `wanted`, which is not empty, stands in `text`, counted from the left.
+std::size_t occurrences(const Units& text, const Units& wanted) {
+    std::size_t count = 0;
+    for (std::size_t found = text.find(wanted); found != Units::npos;
+         found = text.find(wanted, found + wanted.size()))
+        ++count;
+    return count;
+}
+
 /// `value` cut to the range 0 to `limit`.
 std::size_t clamp(long value, std::size_t limit) {
     return value < 0 ? 0 : std::min(static_cast<std::size_t>(value), limit);
@@ -125,17 +134,19 @@ void Zeb_String::Delete(long start, long count) {
 
 void Zeb_String::Replace(const Zeb_String& oldText, const Zeb_String& newText) {
     if (oldText.IsEmpty()) return;
+    const Units& from = oldText.units_;
+    const Units& to = newText.units_;
+    const std::size_t count = occurrences(units_, from);
+    // Known in advance, so that a result too long takes no memory.
     Units result;
+    result.reserve(checkedLength(units_.size() - count * from.size() + count * to.size()));
     std::size_t done = 0;
-    for (std::size_t found = units_.find(oldText.units_); found != Units::npos;
-         found = units_.find(oldText.units_, done)) {
-        result.append(units_, done, found - done);
-        result.append(newText.units_);
-        checkedLength(result.size());
-        done = found + oldText.units_.size();
+    for (std::size_t left = count; left > 0; --left) {
+        const std::size_t found = units_.find(from, done);
+        result.append(units_, done, found - done).append(to);
+        done = found + from.size();
     }
     result.append(units_, done);
-    checkedLength(result.size());
     units_.swap(result);
 }
 

@@ -187,6 +187,13 @@ std::vector<Substitution> substitutions() {
         {u"Shift_JIS", u"a\u0E01z", "a" + substituteOf("Shift_JIS") + "z"},
         {u"GBK", u"a\u0E01z", "a" + substituteOf("GBK") + "z"},
         {u"GBK", u"a\xD800", "a" + substituteOf("GBK")},
+        // Latin-1 and invisible characters are substituted like all others.
+        {u"EUC-KR", u"a\u00E9z", "a" + substituteOf("EUC-KR") + "z"},
+        {u"EUC-JP", u"a\u00AD\u200Bz", "a" + substituteOf("EUC-JP") + substituteOf("EUC-JP") + "z"},
+        {u"windows-1252", u"a\u200Bz", "a?z"},
+        // Back to ASCII for the substitute; and EBCDIC, whose "?" is 6F.
+        {u"ISO-2022-JP", u"\u65E5\u00E9z", "\x1B$BF|\x1B(B?z"},
+        {u"IBM037", u"\u0E01", "\x6F"},
     };
 }
 

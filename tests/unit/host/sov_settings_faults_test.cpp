@@ -139,6 +139,70 @@ TEST(SovSettingsFault, ALinkToNothingIsNotWritten) {
     EXPECT_EQ(folder.names(), onlyTheFile);
 }
 
+// A regular file, whose first octet is an address that is not mapped.
+TEST(SovSettingsFault, AFileThatCannotBeReadIsAnError) {
+    const Lookup found = lookUp(u"/proc/self/mem", u"Key");
+    EXPECT_FALSE(found.exists);
+    EXPECT_EQ(unlessItNames(found.error, "/proc/self/mem", EIO), "");
+}
+
+// ---- something left in the place of the new file
+
+void expectWriting(const SettingsFolder& folder) {
+    EXPECT_EQ(folder.put(u"Key", u"2"), "");
+    EXPECT_EQ(folder.octets(), "Key = 2\n");
+}
+
+TEST(SovSettingsFault, WhatACrashHasLeftIsWrittenOver) {
+    const SettingsFolder folder;
+    const fs::path left = folder.file().string() + ".new";
+    folder.setOctets("Key = 1\n");
+    std::ofstream(left) << "Key = left over, and longer than what is written\n";
+    fs::permissions(left, fs::perms(0000));
+    expectWriting(folder);
+    EXPECT_EQ(folder.names(), onlyTheFile);
+}
+
+TEST(SovSettingsFault, AFileThatAnotherUserHasLeftIsWrittenOver) {
+    const SettingsFolder folder;
+    const fs::path left = folder.file().string() + ".new";
+    std::ofstream(left) << "left over";
+    fs::permissions(left, fs::perms(0600));
+    fs::permissions(folder.path(), fs::perms(0777));
+    EXPECT_EQ(inChild([&] {
+                  becomeOrdinaryUser();
+                  return folder.put(u"Key", u"2");
+              }),
+              "");
+    EXPECT_EQ(folder.octets(), "Key = 2\n");
+    EXPECT_EQ(folder.names(), onlyTheFile);
+}
+
+TEST(SovSettingsFault, ALinkInPlaceOfTheNewFileIsNotFollowed) {
+    const SettingsFolder folder;
+    std::ofstream(folder.path() / "target") << "untouched";
+    fs::create_symlink("target", folder.file().string() + ".new");
+    expectWriting(folder);
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"SendMail.conf", "target"}));
+    EXPECT_FALSE(fs::is_symlink(folder.file()));
+    EXPECT_EQ(fs::file_size(folder.path() / "target"), 9u);
+}
+
+TEST(SovSettingsFault, AFifoInPlaceOfTheNewFileDoesNotHang) {
+    const SettingsFolder folder;
+    ASSERT_EQ(0, mkfifo((folder.file().string() + ".new").c_str(), 0600));
+    EXPECT_EQ(inChild([&] { return folder.put(u"Key", u"2"); }), "");
+    EXPECT_EQ(folder.octets(), "Key = 2\n");
+}
+
+TEST(SovSettingsFault, AFolderInPlaceOfTheNewFileIsAnError) {
+    const SettingsFolder folder;
+    folder.setOctets("Key = 1\n");
+    fs::create_directory(folder.file().string() + ".new");
+    EXPECT_EQ(unlessItNames(folder.put(u"Key", u"2"), folder.file().string() + ".new", EEXIST), "");
+    EXPECT_EQ(folder.octets(), "Key = 1\n");
+}
+
 // ---- locations that are no file names
 
 TEST(SovSettingsFault, ALocationThatIsNoFileNameIsAnError) {
@@ -155,6 +219,36 @@ TEST(SovSettingsFault, ALocationThatIsNoFileNameIsAnError) {
 }
 
 // ---- rights
+
+TEST(SovSettingsFault, ModeAndOwnerOfTheFileAreKept) {
+    const SettingsFolder folder;
+    for (const mode_t mode : {0600U, 0640U, 0664U}) {
+        folder.setOctets("Key = 1\n");
+        ASSERT_EQ(0, chmod(folder.file().c_str(), mode));
+        // For root another user's file; an ordinary user has files of its own only.
+        const uid_t owner = geteuid() == 0 ? 12345 : geteuid();
+        ASSERT_EQ(0, chown(folder.file().c_str(), owner, static_cast<gid_t>(-1)));
+        expectWriting(folder);
+        struct stat status {};
+        ASSERT_EQ(0, stat(folder.file().c_str(), &status));
+        EXPECT_EQ(status.st_mode & 07777U, mode);
+        EXPECT_EQ(status.st_uid, owner);
+    }
+}
+
+TEST(SovSettingsFault, AFileOfAnotherUserThatAllMayWriteIsWritten) {
+    const SettingsFolder folder;
+    folder.setOctets("Key = 1\n");
+    fs::permissions(folder.path(), fs::perms(0777));
+    fs::permissions(folder.file(), fs::perms(0666));
+    EXPECT_EQ(inChild([&] {
+                  becomeOrdinaryUser();
+                  return folder.put(u"Key", u"2");
+              }),
+              "");
+    EXPECT_EQ(folder.octets(), "Key = 2\n");
+    EXPECT_EQ(fs::status(folder.file()).permissions(), fs::perms(0666));
+}
 
 TEST(SovSettingsFault, AnUnreadableFileIsAnErrorAndStays) {
     const SettingsFolder folder;

@@ -114,6 +114,12 @@ const std::string_view notUnderstood[] = {
     "a = \xFF",
     "a = \"\xC3\"",
     "\xE9 = 1",
+    "a = \0"sv,
+    "a\0b = 1"sv,
+    "a = \x01",
+    "a = \"\x1F\"",
+    "a = \x7F",
+    "a = 1\rb = 2",
 };
 
 TEST(SovSettingsFile, ALineThatIsNotUnderstoodIsAnErrorAndTheOthersCount) {
@@ -235,6 +241,30 @@ TEST(SovSettingsFile, ALineThatBeginsWithAByteOrderMarkIsReplacedLikeAnyOther) {
     EXPECT_EQ(folder.get(u"b"), u"2");
     const std::string octets = folder.octets();
     EXPECT_EQ(octets.find("a = 1"), std::string::npos) << octets;
+}
+
+TEST(SovSettingsFile, AByteOrderMarkInAKeyIsKeptAtTheStartOfAFile) {
+    const SettingsFolder folder;
+    ASSERT_EQ(folder.put(u"\uFEFFa", u"1"), "");
+    EXPECT_EQ(folder.get(u"\uFEFFa"), u"1");
+    EXPECT_FALSE(folder.get(u"a").has_value());
+    EXPECT_EQ(folder.octets(), "\"\\u{FEFF}a\" = \"1\"\n");
+}
+
+// Time in proportion to the square would be minutes.
+TEST(SovSettingsFile, AFileOfManySettingsIsReadAndWrittenInProportion) {
+    constexpr int count = 100000;
+    const SettingsFolder folder;
+    std::string lines;
+    for (int i = 0; i < count; ++i)
+        lines += "key" + std::to_string(i) + " = \"\\u{41}" + std::to_string(i) + "\"\n";
+    folder.setOctets(lines);
+    EXPECT_EQ(folder.get(u"key0"), u"A0");
+    ASSERT_EQ(folder.put(u"key0", u"new"), "");
+    ASSERT_EQ(folder.put(u"another", u"one"), "");
+    EXPECT_EQ(folder.get(u"key0"), u"new");
+    EXPECT_EQ(folder.get(u"key99999"), u"A99999");
+    EXPECT_EQ(folder.get(u"another"), u"one");
 }
 
 TEST(SovSettingsFile, WritingIntoAFileWithCarriageReturnsKeepsItsValues) {

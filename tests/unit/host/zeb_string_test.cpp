@@ -179,6 +179,9 @@ TEST(ZebString, FindGivesTheFirstOccurrenceAtOrAfterTheStart) {
         {u"hello", u"h", INT_MIN, 0},
         {u"aaab", u"aab", 0, 1},
         {u"", u"a", 0, -1},
+        {u"hello", u"", 0, 0},
+        {u"hello", u"", 5, 5},
+        {u"hello", u"", 6, -1},
         {u"a\0b\0c"sv, u"\0c"sv, 0, 3},
         {u"a\0b"sv, u"b"sv, 0, 2},
         {u"x\xD83D\xDE00", u"\xDE00", 0, 2},
@@ -344,6 +347,7 @@ TEST(ZebString, ReplaceTakesTimeInProportionToTheText) {
     EXPECT_EQ(text, Zeb_String(u'\n', lines));
 }
 
+// The length is known in advance: gigabytes of text are not built to be thrown away.
 TEST(ZebString, ReplaceWithAResultTooLongIsARangeError) {
     Zeb_String text(u'a', 1 << 16);
     EXPECT_THROW(text.Replace(u"a", Zeb_String(u'b', 1 << 15)), Zeb_Range_Error);
