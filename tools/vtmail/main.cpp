@@ -5,6 +5,8 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/failure.h"
@@ -28,6 +30,17 @@ void setUp(CLI::App& program) {
     addDemoCommand(program);
 }
 
+std::string complaintAbout(const CLI::App& program, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = program.remaining(/*recurse=*/true);
+    // What is missing is most likely what was given but not understood.
+    const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    if (!isMissing || unknown.empty())
+        return shown(error.what()) + "; vtmail --help shows how it is used";
+    const char* kind = unknown.front().starts_with('-') ? "option " : "command ";
+    return std::string("there is no ") + kind + shown(unknown.front()) +
+           "; vtmail --help shows how it is used";
+}
+
 /// Also does the work of the command that was given.
 int parse(CLI::App& program, int argc, char** argv) {
     try {
@@ -36,10 +49,7 @@ int parse(CLI::App& program, int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return program.exit(error);  // --help and --version
-        if (program.get_subcommands().empty() && argc > 1 && argv[1][0] != '-')
-            return complain(EX_USAGE, "there is no command " + shown(argv[1]) +
-                                          "; vtmail --help lists the commands");
-        return complain(EX_USAGE, shown(error.what()) + "; vtmail --help shows how it is used");
+        return complain(EX_USAGE, complaintAbout(program, error));
     }
 }
 

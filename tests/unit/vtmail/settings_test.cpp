@@ -157,7 +157,8 @@ TEST(Program, WhatItDoesNotKnowIsAUsageErrorInOneLine) {
     const std::pair<std::vector<std::string>, std::string> rows[] = {
         {{}, "subcommand is required"},
         {{"fly\x1B"}, "there is no command fly\\x1B;"},
-        {{"--fly"}, "vtmail --help"},
+        {{"--fly"}, "there is no option --fly; vtmail --help"},
+        {{"settings", "fly"}, "there is no command fly;"},
         {{"settings"}, "subcommand is required"},
         {{"settings", "set", "SMTPHost"}, "VALUE is required"},
         {{"send", "--fly"}, "--fly"},
