@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "tools/vtmail/text.h"
 
@@ -26,7 +28,18 @@ int numberAtEnd(const std::string& report) {
 std::string meaning(const std::string& report) {
     if (report.empty()) return "the server closed the connection";
     if (report == "select timed out") return "the server did not answer in time";
-    return std::string("the connection was lost: ") + std::strerror(numberAtEnd(report));
+    const int number = numberAtEnd(report);
+    // Behind send() it may be the number of octets that were taken.
+    if (strerrorname_np(number) == nullptr) return "the connection was lost: it is stuck";
+    return std::string("the connection was lost: ") + std::strerror(number);
+}
+
+/// At most about 400 octets, UTF-8 as before.
+std::string shortened(const std::string& text) {
+    std::size_t length = 400;
+    if (text.size() <= length) return text;
+    while ((text[length] & 0xC0) == 0x80) --length;
+    return text.substr(0, length) + "...";
 }
 
 }  // namespace
@@ -46,8 +59,7 @@ std::string DeliveryLog::Exchange::code() const {
 std::string DeliveryLog::Exchange::words() const {
     std::string all;
     for (const std::string& line : reply) all += (all.empty() ? "" : " / ") + shown(line);
-    constexpr std::size_t longest = 400;
-    return all.size() <= longest ? all : all.substr(0, longest) + "...";
+    return shortened(all);
 }
 
 bool DeliveryLog::Exchange::isRefused() const {
@@ -80,36 +92,50 @@ class DeliveryLog::Explanation {
     void take(const Exchange& exchange) {
         const std::string& command = exchange.command;
         if (!command.empty()) endMessage();
-        if (command.starts_with("MAIL FROM:")) accepted_ = 0;
+        if (command.starts_with("MAIL FROM:")) beginTransaction();
         if (command.starts_with("RCPT TO:")) {
             takeRecipient(exchange);
-        } else if (command.starts_with("EHLO") || command == "QUIT") {
-            // HELO follows where EHLO is refused; after QUIT nothing can be lost.
+        } else if (command.starts_with("EHLO")) {
+            ehlo_ = &exchange;  // HELO follows where it is refused
+        } else if (command == "QUIT") {
+            // Nothing can be lost any more.
         } else if (exchange.isRefused()) {
-            isMessageSent_ = false;
+            const bool isHelo = command.starts_with("HELO") && ehlo_ != nullptr;
+            if (isHelo && ehlo_->code().empty()) takeRefusal(*ehlo_);
             takeRefusal(exchange);
-        } else if (command == "DATA") {
-            isMessageSent_ = true;
-        } else if (command.empty() && accepted_ > 0) {
-            isMessageSent_ = false;
-            anybodyGotIt_ = true;
+        } else {
+            takeConsent(command);
         }
     }
 
     /// To be called when no more is to come: a message without a reply was lost.
     void endMessage() {
-        if (isMessageSent_) takeFault("the message");
+        if (!isMessageSent_) return;
         isMessageSent_ = false;
+        mayHaveArrived_ = accepted_ > 0 && !fault_.starts_with("send(");
+        takeFault(named("the message"));
     }
 
     Failure failure(const std::string& server) const {
         std::string text = shown(server) + ": " + text_;
         if (text_.empty()) text += "the delivery failed for want of memory or descriptors";
-        text += anybodyGotIt_ ? "; the others got the mail" : "; nobody got the mail";
+        if (mayHaveArrived_) text += "; the mail may have arrived all the same";
+        if (anybodyGotIt_) text += "; the others got the mail";
+        if (!mayHaveArrived_ && !anybodyGotIt_) text += "; nobody got the mail";
         return {exitCode_, text};
     }
 
   private:
+    void beginTransaction() {
+        accepted_ = 0;
+        ++transactions_;
+    }
+
+    void takeConsent(const std::string& command) {
+        isMessageSent_ = command == "DATA";
+        if (command.empty() && accepted_ > 0) anybodyGotIt_ = true;
+    }
+
     void takeRecipient(const Exchange& exchange) {
         if (!exchange.isRefused()) {
             ++accepted_;
@@ -122,9 +148,17 @@ class DeliveryLog::Explanation {
         }
     }
 
+    /// The step, with its transaction where that is not the only one.
+    std::string named(const std::string& step) const {
+        return step + (transactions_ > 1 ? " for the blind recipients" : "");
+    }
+
     void takeRefusal(const Exchange& exchange) {
+        const bool isAfterMessage = std::exchange(isMessageSent_, false);
+        if (isAfterMessage && exchange.code().empty()) mayHaveArrived_ = accepted_ > 0;
         std::string step = shown(exchange.command);
-        if (step.empty()) step = accepted_ < 0 ? "the greeting" : "the message";
+        if (step.empty()) step = isAfterMessage ? "the message" : "the greeting";
+        step = named(step);
         if (!exchange.isComplete()) {
             takeFault(step);
         } else if (exchange.code().empty()) {
@@ -157,8 +191,11 @@ class DeliveryLog::Explanation {
     bool hasExitCode_ = false;
     bool isLost_ = false;
     bool isMessageSent_ = false;  // and not answered yet
+    bool mayHaveArrived_ = false;
     bool anybodyGotIt_ = false;
-    int accepted_ = -1;  // recipients in this transaction; -1 before the first
+    int transactions_ = 0;  // the second one is for the blind recipients
+    int accepted_ = 0;      // recipients in this transaction
+    const Exchange* ehlo_ = nullptr;
 };
 
 Failure DeliveryLog::explain(const std::string& server) const {
@@ -172,13 +209,21 @@ Failure DeliveryLog::explain(const std::string& server) const {
 Failure DeliveryLog::explainConnecting(const std::string& server) const {
     const int number = numberAtEnd(lastFault_);
     const std::string name = shown(server);
-    if (!lastFault_.starts_with("getaddrinfo("))
-        return {EX_TEMPFAIL, name +
-                                 " does not accept connections to the port of the service smtp: " +
-                                 std::strerror(number)};
-    if (number > 0)
+    if (lastFault_.starts_with("getaddrinfo(")) return explainResolving(name, number);
+    // Without a report it was an allocation that failed.
+    return {EX_TEMPFAIL, "cannot connect to " + name + ", port of the service smtp: " +
+                             std::strerror(number != 0 ? number : ENOMEM)};
+}
+
+/// `status` is the resolver's, or a positive one for a name that cannot be looked up.
+Failure DeliveryLog::explainResolving(const std::string& name, int status) {
+    if (status > 0)
         return {EX_NOHOST, name + " is no host name; correct it with vtmail settings set SMTPHost"};
-    const int exitCode = number == EAI_AGAIN ? EX_TEMPFAIL : EX_NOHOST;
-    return {exitCode, "no address for the mail server " + name + ": " + gai_strerror(number) +
-                          "; see vtmail settings get SMTPHost"};
+    if (status == EAI_SERVICE)
+        return {EX_OSFILE,
+                "the port of the service smtp is unknown here; install the package netbase"};
+    const bool isForNow = status == EAI_AGAIN || status == EAI_MEMORY || status == EAI_SYSTEM;
+    return {isForNow ? EX_TEMPFAIL : EX_NOHOST, "no address for the mail server " + name + ": " +
+                                                    gai_strerror(status) +
+                                                    "; see vtmail settings get SMTPHost"};
 }

@@ -34,6 +34,7 @@ class DeliveryLog {
 
     void addReplyLine(const std::string& line);
     Failure explainConnecting(const std::string& server) const;
+    static Failure explainResolving(const std::string& name, int status);
 
     std::vector<Exchange> exchanges_ = {{}};
     std::string lastFault_;  // of the socket: the report that is not about a line

@@ -30,7 +30,9 @@ struct Arguments {
     std::string subject;
     std::string body;
     std::string file;
+    bool hasFrom = false;
     bool hasBody = false;
+    bool hasFile = false;
     bool traces = false;
     bool isDryRun = false;
 };
@@ -65,7 +67,7 @@ std::string readFile(const std::string& name) {
 
 Zeb_String readBody(const Arguments& arguments) {
     if (arguments.hasBody) return fromUtf8(arguments.body, "--body");
-    if (!arguments.file.empty()) return fromUtf8(readFile(arguments.file), shown(arguments.file));
+    if (arguments.hasFile) return fromUtf8(readFile(arguments.file), shown(arguments.file));
     if (isatty(STDIN_FILENO) != 0)
         std::cerr << "vtmail: type the text; Ctrl-D ends it" << std::endl;
     return fromUtf8(readAll(std::cin, "standard input"), "standard input");
@@ -95,14 +97,13 @@ Settings checkedSettings(const Arguments& arguments) {
     Settings settings;
     settings.server = toUtf8(mail_settings::get(u"SMTPHost"));
     settings.charset = mail_settings::get(u"Charset");
-    const bool isOverridden = !arguments.from.empty();
     const std::string sender =
-        isOverridden ? arguments.from : toUtf8(mail_settings::get(u"ReplyTo"));
-    if (!isOverridden) settings.senderName = mail_settings::get(u"RealName");
-    if (sender.empty())
+        arguments.hasFrom ? arguments.from : toUtf8(mail_settings::get(u"ReplyTo"));
+    if (!arguments.hasFrom) settings.senderName = mail_settings::get(u"RealName");
+    if (!arguments.hasFrom && sender.empty())
         throw Failure(EX_CONFIG,
                       "there is no sender: vtmail settings set ReplyTo ADDRESS, or give --from");
-    settings.sender = address(sender, isOverridden ? "--from" : "the setting ReplyTo");
+    settings.sender = address(sender, arguments.hasFrom ? "--from" : "the setting ReplyTo");
     if (!settings.charset.IsEmpty() && !AdCharset(settings.charset).isKnown())
         throw Failure(EX_CONFIG,
                       "the setting Charset names no charset: " + Printable(settings.charset) +
@@ -149,7 +150,7 @@ void reportTo(DeliveryLog& log, bool traces) {
 
 void deliver(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
     AdMailMsg mail;
-    if (!arguments.from.empty()) mail.SetOverrideFrom(settings.sender);
+    if (arguments.hasFrom) mail.SetOverrideFrom(settings.sender);
     addAll(arguments.to, "--to", [&](const Zeb_String& to) { mail.AddTo(to); });
     addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { mail.AddCc(cc); });
     addAll(arguments.bcc, "--bcc", [&](const Zeb_String& bcc) { mail.AddBcc(bcc); });
@@ -189,14 +190,18 @@ void addSendCommand(CLI::App& program) {
     command->add_option("--bcc", arguments->bcc, "blind recipient (may be repeated)")
         ->allow_extra_args(false);
     command->add_option("--subject", arguments->subject, "subject, UTF-8");
-    command->add_option("--from", arguments->from, "sender, instead of the setting ReplyTo");
+    CLI::Option* from =
+        command->add_option("--from", arguments->from, "sender, instead of the setting ReplyTo");
     CLI::Option* body = command->add_option("--body", arguments->body, "text, UTF-8");
-    command->add_option("--file", arguments->file, "file with the text, else standard input")
-        ->excludes(body);
+    CLI::Option* file =
+        command->add_option("--file", arguments->file, "file with the text, else standard input");
+    file->excludes(body);
     command->add_flag("--trace", arguments->traces, "show the protocol log as it happens");
     command->add_flag("--dry-run", arguments->isDryRun, "print the message, send nothing");
     command->footer("Server and sender come from the settings: vtmail settings --help");
-    command->callback([arguments, body] {
+    command->callback([arguments, from, body, file] {
+        arguments->hasFrom = from->count() > 0;
+        arguments->hasFile = file->count() > 0;
         arguments->hasBody = body->count() > 0;
         send(*arguments);
     });

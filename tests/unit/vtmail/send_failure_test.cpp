@@ -124,30 +124,60 @@ TEST_F(SendFailure, ARefusedBlindRecipientIsNamed) {
     expectReason(deliver(), EX_NOUSER, "refused <c@x> (550 unknown); the others got the mail");
 }
 
+TEST_F(SendFailure, ARefusalInTheTransactionOfTheBlindRecipientsSaysSo) {
+    const sandbox::Server server(
+        serverThat(Step::EndOfData, Reply::say("554 spam\r\n"), {.occurrence = 2}));
+    expectReason(deliver(), EX_UNAVAILABLE,
+                 "refused the message for the blind recipients (554 spam); "
+                 "the others got the mail");
+}
+
 // ---- lost connections and replies that are none
 
-class SendLost : public SendFailure,
-                 public ::testing::WithParamInterface<std::pair<Step, const char*>> {};
+struct LossAt {
+    Step step;
+    const char* name;
+};
+
+void PrintTo(const LossAt& row, std::ostream* out) { *out << row.name; }
+
+class SendLost : public SendFailure, public ::testing::WithParamInterface<LossAt> {};
 
 TEST_P(SendLost, SaysAtWhichStepTheConnectionWasClosed) {
-    const sandbox::Server server(serverThat(GetParam().first, Reply::close()));
-    expectReason(deliver(), EX_TEMPFAIL, std::string("at ") + GetParam().second + ", ");
+    const sandbox::Server server(serverThat(GetParam().step, Reply::close()));
+    expectReason(deliver(), EX_TEMPFAIL, std::string("at ") + GetParam().name + ", ");
 }
 
 TEST_P(SendLost, SaysWhichReplyWasNone) {
     const sandbox::Server server(
-        serverThat(GetParam().first, Reply::say("HTTP\x1B[2J\r\n").thenClose()));
+        serverThat(GetParam().step, Reply::say("HTTP\x1B[2J\r\n").thenClose()));
     const Outcome run = deliver();
-    expectReason(run, EX_PROTOCOL, "no valid reply to " + std::string(GetParam().second));
+    expectReason(run, EX_PROTOCOL, "no valid reply to " + std::string(GetParam().name));
     EXPECT_THAT(run.err, AllOf(HasSubstr("HTTP\\x1B[2J"), Not(HasSubstr("\x1B"))));
 }
 
-INSTANTIATE_TEST_SUITE_P(AtEachStep, SendLost,
-                         ::testing::Values(std::pair(Step::Greeting, "the greeting"),
-                                           std::pair(Step::Mail, "MAIL FROM:<me@x>"),
-                                           std::pair(Step::Rcpt, "RCPT TO:<a@x>"),
-                                           std::pair(Step::Data, "DATA"),
-                                           std::pair(Step::EndOfData, "the message")));
+INSTANTIATE_TEST_SUITE_P(
+    AtEachStep, SendLost,
+    ::testing::Values(LossAt{Step::Greeting, "the greeting"}, LossAt{Step::Ehlo, "EHLO localhost"},
+                      LossAt{Step::Mail, "MAIL FROM:<me@x>"}, LossAt{Step::Rcpt, "RCPT TO:<a@x>"},
+                      LossAt{Step::Data, "DATA"}, LossAt{Step::EndOfData, "the message"}));
+
+TEST_F(SendFailure, AMessageWithoutAReplyMayHaveArrived) {
+    const sandbox::Server server(serverThat(Step::EndOfData, Reply::close()));
+    const Outcome run = deliver();
+    EXPECT_THAT(run.err, AllOf(HasSubstr("the mail may have arrived all the same"),
+                               Not(HasSubstr("nobody got the mail"))));
+}
+
+TEST_F(SendFailure, AReplyThatIsCutOffCountsAsALostConnection) {
+    const sandbox::Server server(serverThat(Step::Mail, Reply::say("250-and").thenClose()));
+    expectReason(deliver(), EX_TEMPFAIL, "at MAIL FROM:<me@x>, the server closed the connection");
+}
+
+TEST_F(SendFailure, AGarbledReplyIsNamedAsSuch) {
+    const sandbox::Server server(serverThat(Step::Mail, Reply::usual().garbled()));
+    expectReason(deliver(), EX_PROTOCOL, "no valid reply to MAIL FROM:<me@x>: ");
+}
 
 TEST_F(SendFailure, AConnectionThatIsResetIsSaid) {
     const sandbox::Server server(serverThat(Step::Mail, Reply::reset()));

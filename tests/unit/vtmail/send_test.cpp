@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail send: what it delivers, prints and refuses.
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <pty.h>
 #include <sysexits.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -18,6 +21,7 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -167,24 +171,140 @@ TEST_F(Send, AnUnknownCharsetIsNamed) {
     expectFailure(oneMail, EX_CONFIG, "klingon");
 }
 
-TEST_F(Send, ArgumentsThatCannotBeSentAreRefusedBeforeAnythingIs) {
+struct BadArguments {
+    const char* name;
+    std::vector<std::string> arguments;
+    int exitCode;
+    const char* words;
+};
+
+void PrintTo(const BadArguments& row, std::ostream* out) { *out << row.name; }
+
+class SendNothing : public Send, public ::testing::WithParamInterface<BadArguments> {};
+
+TEST_P(SendNothing, WhereArgumentsCannotBeSent) {
     const sandbox::Server server(onSmtpPort());
-    expectFailure({"send", "--body", "x"}, EX_USAGE, "no recipient");
-    expectFailure({"send", "--to", "a@x\r\nDATA", "--body", "x"}, EX_DATAERR,
-                  "--to a@x\\x0D\\x0ADATA");
-    expectFailure({"send", "--cc", "ä@x", "--body", "x"}, EX_DATAERR, "--cc ä@x");
-    expectFailure({"send", "--bcc", "", "--body", "x"}, EX_DATAERR, "--bcc is empty");
-    expectFailure({"send", "--to", "a@x", "--from", "a\n@x", "--body", "x"}, EX_DATAERR, "--from");
-    expectFailure({"send", "--to", "a@x", "--subject", "\xFC", "--body", "x"}, EX_DATAERR,
-                  "--subject is not UTF-8");
-    expectFailure({"send", "--to", "a@x", "--body", "\xFC"}, EX_DATAERR, "--body is not UTF-8");
+    std::vector<std::string> arguments = {"send"};
+    arguments.insert(arguments.end(), GetParam().arguments.begin(), GetParam().arguments.end());
+    expectFailure(arguments, GetParam().exitCode, GetParam().words);
     EXPECT_THAT(server.transcript(), IsEmpty());
 }
 
-TEST_F(Send, AFileThatCannotBeReadIsNamed) {
-    expectFailure({"send", "--to", "a@x", "--file", "/nowhere\x1B"}, EX_NOINPUT,
-                  "/nowhere\\x1B: No such file");
-    expectFailure({"send", "--to", "a@x", "--file", "/"}, EX_NOINPUT, "/: Is a directory");
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, SendNothing,
+    ::testing::Values(
+        BadArguments{"NoRecipient", {"--body", "x"}, EX_USAGE, "no recipient"},
+        BadArguments{"TwoBodies",
+                     {"--to", "a@x", "--body", "x", "--file", "y"},
+                     EX_USAGE,
+                     "--body excludes --file"},
+        BadArguments{"LineEndInTo",
+                     {"--to", "a@x\r\nDATA", "--body", "x"},
+                     EX_DATAERR,
+                     "--to a@x\\x0D\\x0ADATA"},
+        BadArguments{"UmlautInCc", {"--cc", "ä@x", "--body", "x"}, EX_DATAERR, "--cc ä@x"},
+        BadArguments{"OctetInCc", {"--cc", "\xFC@x", "--body", "x"}, EX_DATAERR, "no mail address"},
+        BadArguments{"LineEndInBcc", {"--bcc", "a@x\r", "--body", "x"}, EX_DATAERR, "--bcc a@x"},
+        BadArguments{"EmptyBcc", {"--bcc", "", "--body", "x"}, EX_DATAERR, "--bcc is empty"},
+        BadArguments{"SecondTo", {"--to", "a@x", "--to", "\n", "--body", "x"}, EX_DATAERR, "\\x0A"},
+        BadArguments{"LineEndInFrom",
+                     {"--to", "a@x", "--from", "a\n@x", "--body", "x"},
+                     EX_DATAERR,
+                     "--from a\\x0A@x"},
+        BadArguments{"EmptyFrom",
+                     {"--to", "a@x", "--from", "", "--body", "x"},
+                     EX_DATAERR,
+                     "--from is empty"},
+        BadArguments{"OctetInSubject",
+                     {"--to", "a@x", "--subject", "\xFC", "--body", "x"},
+                     EX_DATAERR,
+                     "--subject is not UTF-8"},
+        BadArguments{
+            "OctetInBody", {"--to", "a@x", "--body", "\xFC"}, EX_DATAERR, "--body is not UTF-8"},
+        BadArguments{"EmptyFile", {"--to", "a@x", "--file", ""}, EX_NOINPUT, "cannot open"},
+        BadArguments{"MissingFile",
+                     {"--to", "a@x", "--file", "/nowhere\x1B"},
+                     EX_NOINPUT,
+                     "/nowhere\\x1B: No such file"},
+        BadArguments{"Folder", {"--to", "a@x", "--file", "/"}, EX_NOINPUT, "/: Is a directory"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(Send, ASenderInTheSettingsThatCannotBeSentIsNamed) {
+    folder().setOctets("SMTPHost = x\nReplyTo = ä@x\nSendActive = 1\n");
+    expectFailure(oneMail, EX_DATAERR, "the setting ReplyTo ä@x");
+}
+
+TEST_F(Send, AFileThatIsNotUtf8IsNamed) {
+    const std::string file = (folder().path() / "text").string();
+    std::ofstream(file) << "\xFC";
+    expectFailure({"send", "--to", "a@x", "--file", file}, EX_DATAERR, file + " is not UTF-8");
+}
+
+TEST_F(Send, StandardInputThatIsNotUtf8IsNamed) {
+    const Outcome run = vtmail({"send", "--to", "a@x"}, "\xFC");
+    EXPECT_EQ(run.exitCode, EX_DATAERR);
+    EXPECT_THAT(run.err, HasSubstr("standard input is not UTF-8"));
+}
+
+TEST_F(Send, StandardInputThatCannotBeReadIsNamed) {
+    const Outcome run = vtmail({"send", "--to", "a@x"}, {}, [] { close(STDIN_FILENO); });
+    EXPECT_EQ(run.exitCode, EX_NOINPUT);
+    EXPECT_THAT(run.err, HasSubstr("standard input: Bad file descriptor"));
+}
+
+// ---- at a terminal
+
+/// A terminal without a user.
+class Terminal {
+  public:
+    Terminal() { EXPECT_EQ(openpty(&user_, &program_, nullptr, nullptr, nullptr), 0); }
+    ~Terminal() {
+        close(user_);
+        close(program_);
+    }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    /// The program's end.
+    int descriptor() const { return program_; }
+    void type(const std::string& octets) const {
+        EXPECT_EQ(write(user_, octets.data(), octets.size()), static_cast<ssize_t>(octets.size()));
+    }
+    /// What the program has written up to `end`, or within ten seconds.
+    std::string screenUpTo(const std::string& end) const {
+        std::string screen;
+        pollfd ready = {user_, POLLIN, 0};
+        while (screen.find(end) == std::string::npos && poll(&ready, 1, 10000) == 1) {
+            char octets[4096];
+            const ssize_t length = read(user_, octets, sizeof octets);
+            if (length <= 0) break;
+            screen.append(octets, static_cast<std::size_t>(length));
+        }
+        return screen;
+    }
+
+  private:
+    int user_ = -1;
+    int program_ = -1;
+};
+
+TEST_F(Send, AsksForTheTextAtATerminal) {
+    const Terminal terminal;
+    terminal.type("typed\n\x04");
+    const Outcome run = vtmail({"send", "--to", "a@x", "--dry-run"}, {},
+                               [&] { dup2(terminal.descriptor(), STDIN_FILENO); });
+    EXPECT_EQ(run.err, "vtmail: type the text; Ctrl-D ends it\n");
+    EXPECT_THAT(run.out, EndsWith("\r\n\r\ntyped\r\n"));
+}
+
+TEST_F(Send, DryRunSendsNoEscapeSequencesToATerminal) {
+    const Terminal terminal;
+    const Outcome run = vtmail({"send", "--to", "a\x1B[2J@x", "--dry-run", "--body", "hello"}, {},
+                               [&] { dup2(terminal.descriptor(), STDOUT_FILENO); });
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    const std::string screen = terminal.screenUpTo("hello");
+    EXPECT_THAT(screen, AllOf(HasSubstr("To: <a\\x1B[2J@x>"), HasSubstr("hello")));
+    EXPECT_THAT(screen, Not(HasSubstr("\x1B")));
 }
 
 }  // namespace
