@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <syncstream>
 #include <system_error>
 #include <vector>
 
@@ -27,7 +28,8 @@ struct Arguments {
 void showLine(const sandbox::Line& line) {
     const char* service = line.service == sandbox::Service::Smtp ? "SMTP" : "POP3";
     const char* side = line.side == sandbox::Line::Side::Client ? "C: " : "S: ";
-    std::cout << service << " " << line.connection << " " << side << shown(line.text) << std::endl;
+    std::osyncstream(std::cout) << service << " " << line.connection << " " << side
+                                << shown(line.text) << std::endl;
 }
 
 sandbox::ServerOptions serverOptions(const Arguments& arguments) {
@@ -60,9 +62,11 @@ void serve(const Arguments& arguments) {
     const sigset_t endSignals = holdBackEndSignals();
     try {
         const sandbox::Server server(serverOptions(arguments));
-        std::cout << "SMTP on " << arguments.address << " port " << server.smtpPort()
-                  << ", POP3 on " << arguments.address << " port " << server.pop3Port()
-                  << "; ends with Ctrl-C" << std::endl;
+        // The server's thread shows lines from now on.
+        std::osyncstream(std::cout)
+            << "SMTP on " << arguments.address << " port " << server.smtpPort() << ", POP3 on "
+            << arguments.address << " port " << server.pop3Port() << "; ends with Ctrl-C"
+            << std::endl;
         int signal = 0;
         sigwait(&endSignals, &signal);
     } catch (const std::system_error& error) {
