@@ -175,8 +175,7 @@ class Conversation {
     }
 
     void expectLine(const std::string& text) {
-        std::size_t end = std::string::npos;
-        while ((end = pending_.find("\r\n")) == std::string::npos) receive("line " + escaped(text));
+        const std::size_t end = receiveUntil("\r\n", "line ", text);
         if (pending_.compare(0, end, text) != 0)
             throw Difference("expected: " + escaped(text) + "\nreceived: " +
                              escaped(pending_.substr(0, end)) + atDifference(text, pending_));
@@ -186,20 +185,31 @@ class Conversation {
     void expectData(const std::string& octets) {
         std::size_t compared = 0;
         while (true) {
-            compared = std::min(octets.size(), pending_.size());
-            if (pending_.compare(0, compared, octets, 0, compared) != 0)
+            const std::size_t count = std::min(octets.size(), pending_.size()) - compared;
+            if (pending_.compare(compared, count, octets, compared, count) != 0)
                 throw Difference("expected: " + escaped(octets) + "\nreceived: " +
                                  escaped(pending_) + atDifference(octets, pending_));
+            compared += count;
             if (compared == octets.size()) return take(compared);
-            receive("data " + escaped(octets));
+            receive("data ", octets);
         }
     }
 
     void readUntil(const std::string& octets) {
+        take(receiveUntil(octets, "anything up to ", octets) + octets.size());
+    }
+
+    /// Returns where `octets` are in what has come, once they have. The rest is for receive().
+    std::size_t receiveUntil(std::string_view octets, const std::string& what,
+                             const std::string& wanted) {
+        std::size_t from = 0;
         std::size_t found = std::string::npos;
-        while ((found = pending_.find(octets)) == std::string::npos)
-            receive("anything up to " + escaped(octets));
-        take(found + octets.size());
+        while ((found = pending_.find(octets, from)) == std::string::npos) {
+            // The next search starts where the octets can begin at the earliest.
+            from = pending_.size() - std::min(pending_.size(), octets.size() - 1);
+            receive(what, wanted);
+        }
+        return found;
     }
 
     static std::string atDifference(const std::string& expected, const std::string& received) {
@@ -209,13 +219,13 @@ class Conversation {
                std::to_string(both.first - expected.begin());
     }
 
-    /// Waits for more octets; `wanted` is for the explanation if there come none.
-    void receive(const std::string& wanted) {
+    /// Waits for more octets. When none come, the explanation says `what` of `wanted` was expected.
+    void receive(const std::string& what, const std::string& wanted) {
         const bool isReady =
             waits_.wait(socket_.number(), POLLIN, deadline_) == Waits::Result::Ready;
         if (isReady && receiveAvailable()) return;
         throw Difference(
-            "expected: " + wanted + "\nreceived: " + escaped(pending_) + "\nthen " +
+            "expected: " + what + escaped(wanted) + "\nreceived: " + escaped(pending_) + "\nthen " +
             (isReady ? "the end of the connection" : "nothing for " + waits_.limitText()));
     }
 

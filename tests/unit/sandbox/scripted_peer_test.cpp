@@ -218,6 +218,32 @@ TEST(ScriptedPeer, saysLargeDataToASlowReader) {
     EXPECT_EQ(peer.finish(), "");
 }
 
+// With more work for each octet than for the one before, these would take minutes.
+TEST(ScriptedPeer, comparesLargeDataInOnePass) {
+    const std::string large(20'000'000, 'x');
+    ScriptedPeer peer({expectData(large), say("ok\r\n")});
+    Client client(peer.port());
+    EXPECT_EQ(client.ask(large), "ok\r\n");
+    EXPECT_EQ(peer.finish(), "");
+}
+
+TEST(ScriptedPeer, searchesLargeDataInOnePass) {
+    const std::string large(20'000'000, '\r');
+    ScriptedPeer peer({readUntil("\r\n.\r\n"), say("ok\r\n")});
+    Client client(peer.port());
+    EXPECT_EQ(client.ask(large + "\n.\r\n"), "ok\r\n");
+    EXPECT_EQ(peer.finish(), "");
+}
+
+TEST(ScriptedPeer, findsAnEndThatComesInSeveralPieces) {
+    ScriptedPeer peer({readUntil("\r\n.\r\n"), say("2\r\n")});
+    Client client(peer.port());
+    const std::string text = "text\r\n.\r\r\n.\r\n";
+    for (const char octet : text) client.send({&octet, 1});
+    EXPECT_EQ(client.line(), "2\r\n");
+    EXPECT_EQ(peer.finish(), "");
+}
+
 TEST(ScriptedPeer, reportsAClientThatDoesNotRead) {
     ScriptedPeer peer({say(std::string(50'000'000, 'x'))}, {.timeLimit = 50ms});
     const Client client(peer.port());
