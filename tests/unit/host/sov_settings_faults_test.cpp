@@ -343,12 +343,22 @@ TEST(SovSettingsFault, AFileOverTheSizeLimitIsAnErrorAndTheOldOneStays) {
     EXPECT_EQ(folder.octets(), "Key = 1\nSmall = 2\n");
 }
 
+/// Gives an ordinary user the right to mount, in namespaces of its own. Empty when that worked.
+std::string enterOwnNamespaces() {
+    if (geteuid() == 0) return unshare(CLONE_NEWNS) == 0 ? "" : "no mount namespace";
+    const std::string user = std::to_string(geteuid());
+    const std::string group = std::to_string(getegid());
+    if (unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0) return "no user namespace";
+    std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/gid_map") << group << ' ' << group << " 1";
+    return "";
+}
+
 /// Mounts an empty file system of 64 KiB, seen by this process alone. Empty when that worked.
 std::string mountSmallFileSystem(const fs::path& where) {
-    const std::string user = std::to_string(geteuid());
-    const bool isRoot = geteuid() == 0;
-    if (unshare(isRoot ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0) return "no namespaces";
-    if (!isRoot) std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
+    const std::string missing = enterOwnNamespaces();
+    if (!missing.empty()) return missing;
     if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "not private";
     if (mount("tmpfs", where.c_str(), "tmpfs", 0, "size=64k") != 0) return "no tmpfs";
     return "";
