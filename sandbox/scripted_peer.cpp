@@ -401,11 +401,11 @@ class ScriptedPeer::Implementation {
     std::thread thread_;
 };
 
-ScriptedPeer::ScriptedPeer(Dialogue dialogue, PeerOptions options)
-    : ScriptedPeer(std::vector<Dialogue>{std::move(dialogue)}, std::move(options)) {}
+ScriptedPeer::ScriptedPeer(Dialogue dialogue, const PeerOptions& options)
+    : ScriptedPeer(std::vector<Dialogue>{std::move(dialogue)}, options) {}
 
-ScriptedPeer::ScriptedPeer(std::vector<Dialogue> dialogues, PeerOptions options)
-    : implementation_(std::make_unique<Implementation>(std::move(dialogues), std::move(options))) {}
+ScriptedPeer::ScriptedPeer(std::vector<Dialogue> dialogues, const PeerOptions& options)
+    : implementation_(std::make_unique<Implementation>(std::move(dialogues), options)) {}
 
 ScriptedPeer::~ScriptedPeer() = default;
 

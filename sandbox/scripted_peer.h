@@ -77,8 +77,8 @@ class ScriptedPeer {
   public:
     /// Throws std::system_error when it cannot listen, naming address and port, and
     /// std::invalid_argument when a move follows the end of its connection.
-    explicit ScriptedPeer(Dialogue dialogue, PeerOptions options = {});
-    explicit ScriptedPeer(std::vector<Dialogue> dialogues, PeerOptions options = {});
+    explicit ScriptedPeer(Dialogue dialogue, const PeerOptions& options = {});
+    explicit ScriptedPeer(std::vector<Dialogue> dialogues, const PeerOptions& options = {});
     /// As finish(), but never waits for a time limit.
     ~ScriptedPeer();
     ScriptedPeer(const ScriptedPeer&) = delete;

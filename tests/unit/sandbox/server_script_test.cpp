@@ -15,7 +15,6 @@ using sandbox::Service;
 using sandbox::Step;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
 using namespace std::chrono_literals;
 
 namespace {

@@ -71,17 +71,20 @@ TEST(Server, endsAllConnections) {
 }
 
 TEST(Server, servesManyClientsInTurns) {
-    constexpr int count = 40;
     const Server busy;
-    std::vector<std::unique_ptr<SmtpClient>> clients;
-    for (int i = 0; i < count; ++i) clients.push_back(std::make_unique<SmtpClient>(busy));
+    std::vector<std::unique_ptr<SmtpClient>> clients(40);
+    std::vector<std::string> expected;
+    for (auto& each : clients) each = std::make_unique<SmtpClient>(busy);
     for (auto& each : clients) each->startMail();
     for (auto& each : clients) EXPECT_EQ(each->code("DATA"), "354");
-    for (int i = 0; i < count; ++i) clients[i]->send("message " + std::to_string(i) + "\r\n");
+    for (auto& each : clients) {
+        expected.push_back("message " + std::to_string(expected.size()) + "\r\n");
+        each->send(expected.back());
+    }
     for (auto& each : clients) EXPECT_EQ(each->code("."), "250");
-    ASSERT_EQ(busy.messages().size(), std::size_t{count});
-    for (int i = 0; i < count; ++i)
-        EXPECT_EQ(busy.messages()[i].data, "message " + std::to_string(i) + "\r\n");
+    std::vector<std::string> kept;
+    for (const auto& message : busy.messages()) kept.push_back(message.data);
+    EXPECT_EQ(kept, expected);
 }
 
 TEST(Server, goesOnWhenAClientLeavesWithoutAWord) {

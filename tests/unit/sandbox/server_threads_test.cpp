@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,7 +18,7 @@ namespace {
 
 constexpr int threadCount = 8;
 constexpr int messagesEach = 10;
-constexpr std::size_t messageCount = threadCount * messagesEach;
+constexpr int messageCount = threadCount * messagesEach;
 
 /// Runs `work` with the numbers 0 to threadCount - 1, each in a thread of its own.
 template <typename Work>
@@ -38,8 +39,9 @@ TEST(ServerThreads, NoMessageOfManyClientsIsLost) {
     std::vector<int> numbers;
     for (const auto& message : server.messages()) numbers.push_back(std::stoi(message.data));
     std::sort(numbers.begin(), numbers.end());
-    ASSERT_EQ(numbers.size(), messageCount);
-    for (std::size_t i = 0; i < messageCount; ++i) EXPECT_EQ(numbers[i], static_cast<int>(i));
+    std::vector<int> expected(messageCount);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(numbers, expected);
 }
 
 TEST(ServerThreads, EveryMemberMayBeCalledWhileClientsAreServed) {
@@ -49,7 +51,7 @@ TEST(ServerThreads, EveryMemberMayBeCalledWhileClientsAreServed) {
         do {
             server.on(sandbox::Service::Smtp, sandbox::Step::Help, sandbox::Reply::usual());
             server.addMessage("added\r\n");
-            EXPECT_LE(server.messages().size(), messageCount);
+            EXPECT_LE(server.messages().size(), std::size_t{messageCount});
             EXPECT_FALSE(server.mailbox().empty());
             server.transcript();
         } while (!isDone);
@@ -64,7 +66,7 @@ TEST(ServerThreads, EveryMemberMayBeCalledWhileClientsAreServed) {
     });
     isDone = true;
     caller.join();
-    EXPECT_EQ(server.messages().size(), messageCount);
+    EXPECT_EQ(server.messages().size(), std::size_t{messageCount});
 }
 
 TEST(ServerThreads, SeveralMayWaitForMessages) {
