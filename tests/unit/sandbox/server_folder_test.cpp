@@ -2,6 +2,7 @@
 // What the server leaves on disk.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -124,6 +125,19 @@ TEST_F(ServerFolder, refusesAMessageThatItCannotWrite) {
     fs::create_directories(folder_);
     EXPECT_EQ(client.sendMessage("kept\r\n"), "250");
     EXPECT_THAT(server.messages(), SizeIs(1));
+}
+
+TEST_F(ServerFolder, isLeftWithoutPartsOfAMessage) {
+    const Server server({.folder = folder_});
+    SmtpClient client(server);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{1000, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    const std::string code = client.sendMessage(std::string(2000, 'x') + "\r\n");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(code, "451");
+    EXPECT_THAT(names(), IsEmpty());
 }
 
 TEST_F(ServerFolder, mustBePossible) {

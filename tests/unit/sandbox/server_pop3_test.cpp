@@ -71,6 +71,15 @@ TEST(Pop3Login, takesTheGivenUserAndPasswordOnly) {
     EXPECT_THAT(client.line(), StartsWith("+OK"));
 }
 
+TEST(Pop3Login, wantsTheUserAgainAfterAWrongPassword) {
+    const Server server({.pop3User = "ines", .pop3Password = "secret"});
+    Client client(server.pop3Port());
+    client.line();
+    EXPECT_THAT(client.ask("USER ines\r\n"), StartsWith("+OK"));
+    EXPECT_THAT(client.ask("PASS wrong\r\n"), StartsWith("-ERR"));
+    EXPECT_THAT(client.ask("PASS secret\r\n"), StartsWith("-ERR"));
+}
+
 TEST_F(Pop3Server, countsMessagesAndOctets) {
     EXPECT_EQ(Pop3Client(server_).ask("STAT\r\n"), "+OK 2 16\r\n");
 }

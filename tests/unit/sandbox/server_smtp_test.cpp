@@ -223,6 +223,18 @@ TEST(SmtpServer, startsTheNextEnvelopeEmpty) {
     EXPECT_EQ(server.messages().at(1), (Message{"", {"c@example.org"}, ""}));
 }
 
+TEST(SmtpServer, forgetsTheEnvelopeAtRset) {
+    const Server server;
+    SmtpClient client(server);
+    client.startMail();
+    EXPECT_EQ(client.code("RSET"), "250");
+    EXPECT_EQ(client.code("MAIL FROM:<c@example.org>"), "250");
+    EXPECT_EQ(client.code("RCPT TO:<d@example.org>"), "250");
+    EXPECT_EQ(client.code("DATA"), "354");
+    EXPECT_EQ(client.code("."), "250");
+    EXPECT_THAT(server.messages(), ElementsAre(Message{"c@example.org", {"d@example.org"}, ""}));
+}
+
 TEST(SmtpServer, takesTheFirstDotFromEachLineThatBeginsWithOne) {
     const Server server;
     EXPECT_EQ(SmtpClient(server).sendMessage("..a\r\n.b\r\n...\r\n..\r\nc.\r\n"), "250");
