@@ -203,8 +203,10 @@ tcp::acceptor listenOn(asio::io_context& context, const ServerOptions& options, 
         const tcp::endpoint endpoint(asio::ip::make_address(options.address), port);
         return tcp::acceptor(context, endpoint, /*reuse_addr=*/true);
     } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), "cannot listen for " + serviceName + " on " +
-                                                  options.address + ':' + std::to_string(port));
+        // Asio's category does not compare with std::errc.
+        throw std::system_error(error.code().value(), std::system_category(),
+                                "cannot listen for " + serviceName + " on " + options.address +
+                                    ':' + std::to_string(port));
     }
 }
 

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail demo: one mail, from the settings to the octets that a server gets.
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -7,12 +11,13 @@
 #include <string>
 #include <system_error>
 
-#include "inet/admailmsg.utf16.h"
 #include "sandbox/escapes.h"
 #include "sandbox/private_network.h"
 #include "sandbox/server.h"
 #include "tools/vtmail/commands.h"
+#include "tools/vtmail/delivery.h"
 #include "tools/vtmail/demo_check.h"
+#include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/mail_settings.h"
 #include "tools/vtmail/text.h"
@@ -39,10 +44,13 @@ const DemoMail mail = {
 class TemporarySettings {
   public:
     TemporarySettings() {
-        std::string name = (std::filesystem::temp_directory_path() / "vtmail.XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr)
-            throw Failure(EX_CANTCREAT, "cannot make the folder " + shown(name) +
-                                            "; let TMPDIR name a folder that you may write to");
+        std::error_code error;
+        const std::filesystem::path parent = std::filesystem::temp_directory_path(error);
+        std::string name = (parent / "vtmail.XXXXXX").string();
+        if (error || mkdtemp(name.data()) == nullptr)
+            throw Failure(EX_CANTCREAT,
+                          "cannot make a folder for the settings; "
+                          "let TMPDIR name one that you may write to");
         folder_ = name;
         setenv("VTINETLIB_SETTINGS_DIR", name.c_str(), 1);
     }
@@ -71,7 +79,7 @@ void storeSettings(const std::string& server) {
     }
 }
 
-bool send() {
+bool send(DeliveryLog& log) {
     const auto wide = [](const std::string& text) { return fromUtf8(text, "the demo"); };
     AdMailMsg message;
     message.AddTo(wide(mail.to));
@@ -79,7 +87,7 @@ bool send() {
     message.AddBcc(wide(mail.bcc));
     message.SetSubject(wide(mail.subject));
     message.SetBody(wide(mail.body));
-    return message.Deliver() == 1;
+    return deliver(message, log, /*traces=*/false) == 1;
 }
 
 void showDialogue(const sandbox::Server& server) {
@@ -98,10 +106,9 @@ void showOctets(const std::string& data) {
     }
 }
 
-void judge(bool isDelivered, const std::vector<sandbox::Message>& received) {
+void judge(const std::vector<sandbox::Message>& received) {
     showStep("Compared with what was sent");
     std::vector<std::string> found = differences(mail, received);
-    if (!isDelivered) found.emplace_back("the library says that the mail was not delivered");
     if (received.size() == 2 && received[0].data != received[1].data)
         found.emplace_back("the two transactions carried different messages");
     for (const std::string& difference : found) std::cout << "   " << difference << "\n";
@@ -111,12 +118,13 @@ void judge(bool isDelivered, const std::vector<sandbox::Message>& received) {
                  "   and the blind recipient stands in no header.\n";
 }
 
-sandbox::ServerOptions onWellKnownPorts(const std::string& address) {
-    sandbox::ServerOptions options;
-    options.address = address;
-    options.smtpPort = 25;
-    options.pop3Port = 110;
-    return options;
+/// Where the library looks for the server.
+std::uint16_t portOf(const char* service) {
+    const servent* entry = getservbyname(service, "tcp");
+    if (entry == nullptr)
+        throw Failure(EX_OSFILE, std::string("the port of the service ") + service +
+                                     " is unknown here; install the package netbase");
+    return ntohs(static_cast<std::uint16_t>(entry->s_port));
 }
 
 std::string privateNetwork() {
@@ -127,18 +135,37 @@ std::string privateNetwork() {
     }
 }
 
+sandbox::Server serverAt(const std::string& address) {
+    sandbox::ServerOptions options;
+    options.address = address;
+    options.smtpPort = portOf("smtp");
+    options.pop3Port = portOf("pop3");
+    try {
+        return sandbox::Server(options);
+    } catch (const std::system_error& error) {
+        throw Failure(EX_UNAVAILABLE, shown(error.what()) + "; stop what listens there");
+    }
+}
+
+bool sendWithOwnSettings(const std::string& server, DeliveryLog& log) {
+    const HeldEndSignals untilTheFolderIsGone;
+    const TemporarySettings settings;
+    storeSettings(server);
+    return send(log);
+}
+
 void demonstrate() {
     const std::string address = privateNetwork();  // before the server starts its thread
-    std::cout << "A mail server of this demo's own listens on " << address
-              << ", port 25 (SMTP) and 110 (POP3).\n";
-    const TemporarySettings settings;
-    const sandbox::Server server(onWellKnownPorts(address));
-    storeSettings(address);
-    const bool isDelivered = send();
-    const std::vector<sandbox::Message> received = server.messages();
+    const sandbox::Server server = serverAt(address);
+    std::cout << "A mail server of this demo's own listens on " << address << ", port "
+              << server.smtpPort() << " (SMTP) and " << server.pop3Port() << " (POP3).\n";
+    DeliveryLog log;
+    const bool isDelivered = sendWithOwnSettings(address, log);
     showDialogue(server);
+    if (!isDelivered) throw log.explain(address);
+    const std::vector<sandbox::Message> received = server.messages();
     if (!received.empty()) showOctets(received.front().data);
-    judge(isDelivered, received);
+    judge(received);
 }
 
 }  // namespace

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail: mail from a shell.
+#include <fcntl.h>
 #include <sysexits.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/vtmail/commands.h"
@@ -13,6 +18,20 @@
 #include "tools/vtmail/text.h"
 
 namespace {
+
+/// A reader that has gone and a file that may not grow are write errors, not the end.
+void ignoreWriteSignals() {
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+/// Takes the places of standard streams that are closed, lest a socket or a settings file takes
+/// them and gets what is meant for the user. Reading and writing there fail as before.
+void reserveStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        if (fcntl(stream, F_GETFD) == -1)
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
 
 int complain(int exitCode, const std::string& message) {
     std::cout.flush();  // what was done comes before what went wrong
@@ -41,10 +60,28 @@ std::string complaintAbout(const CLI::App& program, const CLI::ParseError& error
            "; vtmail --help shows how it is used";
 }
 
+/// The arguments, with "--body=" as two: CLI11 would take the next argument for the value.
+std::vector<std::string> argumentsOf(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    bool mayBeOption = true;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
+        mayBeOption = mayBeOption && argument != "--";
+        const bool isEmptyValue =
+            mayBeOption && argument.starts_with("--") && argument.find('=') == argument.size() - 1;
+        if (isEmptyValue) argument.pop_back();
+        arguments.push_back(std::move(argument));
+        if (isEmptyValue) arguments.emplace_back();
+    }
+    return arguments;
+}
+
 /// Also does the work of the command that was given.
 int parse(CLI::App& program, int argc, char** argv) {
     try {
-        program.parse(argc, argv);
+        std::vector<std::string> arguments = argumentsOf(argc, argv);
+        std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants them
+        program.parse(std::move(arguments));
         return EX_OK;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
@@ -56,7 +93,8 @@ int parse(CLI::App& program, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    signal(SIGPIPE, SIG_IGN);  // a reader that has gone is a write error
+    ignoreWriteSignals();
+    reserveStandardStreams();
     std::ios::sync_with_stdio(false);
     try {
         CLI::App program("Sends mail through the mail server of the site.");
@@ -66,6 +104,8 @@ int main(int argc, char** argv) {
         return exitCode;
     } catch (const Failure& failure) {
         return complain(failure.exitCode(), failure.what());
+    } catch (const std::bad_alloc&) {
+        return complain(EX_OSERR, "there is not enough memory for this mail");
     } catch (const std::exception& error) {
         return complain(EX_SOFTWARE, shown(error.what()));
     }

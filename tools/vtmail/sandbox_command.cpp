@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail sandbox: a mail server to try things on.
-#include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -11,6 +11,7 @@
 
 #include "sandbox/server.h"
 #include "tools/vtmail/commands.h"
+#include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/text.h"
 
@@ -25,11 +26,18 @@ struct Arguments {
     std::vector<std::string> ehloLines;
 };
 
+/// One whole line; any thread may print. False when it could not be written.
+bool print(const std::string& line) {
+    std::osyncstream out(std::cout);
+    out << line << std::endl;
+    out.emit();
+    return out.good();
+}
+
 void showLine(const sandbox::Line& line) {
-    const char* service = line.service == sandbox::Service::Smtp ? "SMTP" : "POP3";
-    const char* side = line.side == sandbox::Line::Side::Client ? "C: " : "S: ";
-    std::osyncstream(std::cout) << service << " " << line.connection << " " << side
-                                << shown(line.text) << std::endl;
+    const char* service = line.service == sandbox::Service::Smtp ? "SMTP " : "POP3 ";
+    const char* side = line.side == sandbox::Line::Side::Client ? " C: " : " S: ";
+    print(service + std::to_string(line.connection) + side + shown(line.text));
 }
 
 sandbox::ServerOptions serverOptions(const Arguments& arguments) {
@@ -48,30 +56,33 @@ sandbox::ServerOptions serverOptions(const Arguments& arguments) {
     return options;
 }
 
-/// SIGINT and SIGTERM, held back in this thread and in those it starts later.
-sigset_t holdBackEndSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
+Failure folderFailure(const std::filesystem::filesystem_error& error) {
+    return {EX_CANTCREAT, "cannot make the folder " + shown(error.path1().string()) + ": " +
+                              error.code().message() + "; choose another --folder"};
+}
+
+Failure listenFailure(const std::system_error& error) {
+    const bool isPort =
+        error.code() == std::errc::address_in_use || error.code() == std::errc::permission_denied;
+    return {EX_UNAVAILABLE,
+            shown(error.what()) + (isPort ? "; choose another port with --smtp-port or --pop3-port"
+                                          : "; let --address be an IP address of this machine")};
 }
 
 void serve(const Arguments& arguments) {
-    const sigset_t endSignals = holdBackEndSignals();
+    const HeldEndSignals endSignals;
     try {
         const sandbox::Server server(serverOptions(arguments));
         // The server's thread shows lines from now on.
-        std::osyncstream(std::cout)
-            << "SMTP on " << arguments.address << " port " << server.smtpPort() << ", POP3 on "
-            << arguments.address << " port " << server.pop3Port() << "; ends with Ctrl-C"
-            << std::endl;
-        int signal = 0;
-        sigwait(&endSignals, &signal);
+        if (!print("SMTP on " + shown(arguments.address) + " port " +
+                   std::to_string(server.smtpPort()) + ", POP3 on " + shown(arguments.address) +
+                   " port " + std::to_string(server.pop3Port()) + "; ends with Ctrl-C"))
+            throw Failure(EX_IOERR, "cannot write to standard output where the server listens");
+        endSignals.wait();
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw folderFailure(error);
     } catch (const std::system_error& error) {
-        throw Failure(EX_UNAVAILABLE, shown(error.what()) +
-                                          "; choose other ports with --smtp-port and --pop3-port");
+        throw listenFailure(error);
     }
 }
 

@@ -11,16 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "inet/admailmsg.utf16.h"
 #include "tools/vtmail/commands.h"
-#include "tools/vtmail/delivery_log.h"
+#include "tools/vtmail/delivery.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/mail_settings.h"
 #include "tools/vtmail/text.h"
 
 namespace {
-
-constexpr AdDiagnosticId mailDiagnostics = 11;
 
 struct Arguments {
     std::vector<std::string> to;
@@ -74,13 +71,12 @@ Zeb_String readBody(const Arguments& arguments) {
 }
 
 /// Refuses what could not stand in one line of the protocol, which the library leaves out.
-Zeb_String address(const std::string& octets, const std::string& what) {
+Zeb_String address(const std::string& octets, const std::string& what, int exitCode = EX_DATAERR) {
     for (const char c : octets)
         if (c == '\r' || c == '\n' || c == '\0' || static_cast<unsigned char>(c) >= 0x80)
-            throw Failure(EX_DATAERR,
-                          what + " " + shown(octets) +
-                              " is no mail address: only ASCII on one line can be sent");
-    if (octets.empty()) throw Failure(EX_DATAERR, what + " is empty; give a mail address");
+            throw Failure(exitCode, what + " " + shown(octets) +
+                                        " is no mail address: only ASCII on one line can be sent");
+    if (octets.empty()) throw Failure(exitCode, what + " is empty; give a mail address");
     return fromUtf8(octets, what);
 }
 
@@ -103,7 +99,8 @@ Settings checkedSettings(const Arguments& arguments) {
     if (!arguments.hasFrom && sender.empty())
         throw Failure(EX_CONFIG,
                       "there is no sender: vtmail settings set ReplyTo ADDRESS, or give --from");
-    settings.sender = address(sender, arguments.hasFrom ? "--from" : "the setting ReplyTo");
+    settings.sender = arguments.hasFrom ? address(sender, "--from")
+                                        : address(sender, "the setting ReplyTo", EX_CONFIG);
     if (!settings.charset.IsEmpty() && !AdCharset(settings.charset).isKnown())
         throw Failure(EX_CONFIG,
                       "the setting Charset names no charset: " + Printable(settings.charset) +
@@ -118,6 +115,12 @@ void addAll(const std::vector<std::string>& addresses, const char* option, Add a
     for (const std::string& each : addresses) add(address(each, option));
 }
 
+/// An empty subject is none: its field would have no line end, and take the next one with it.
+template <typename Set>
+void setSubject(const Arguments& arguments, Set set) {
+    if (!arguments.subject.empty()) set(fromUtf8(arguments.subject, "--subject"));
+}
+
 /// The message as AdMailMsg composes it, for a server that takes 8-bit text.
 void show(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
     RFC2822Encoder message;
@@ -125,7 +128,7 @@ void show(const Arguments& arguments, const Settings& settings, const Zeb_String
     message.setSender(settings.sender, settings.senderName);
     addAll(arguments.to, "--to", [&](const Zeb_String& to) { message.addTo(to, {}); });
     addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { message.addCc(cc, {}); });
-    message.setSubject(fromUtf8(arguments.subject, "--subject"));
+    setSubject(arguments, [&](const Zeb_String& subject) { message.setSubject(subject); });
     message.setBody(body);
     std::ostringstream octets;
     message.getData(true, octets);
@@ -140,27 +143,16 @@ void show(const Arguments& arguments, const Settings& settings, const Zeb_String
     }
 }
 
-void reportTo(DeliveryLog& log, bool traces) {
-    AdDiagnostic::SetReporter([&log, traces](const Zeb_String& tag, const Zeb_String& message) {
-        if (traces) std::cerr << Printable(tag) << ": " << Printable(message) << std::endl;
-        log.add(toUtf8(message));
-    });
-    AdDiagnostic::Enable(mailDiagnostics, true);
-}
-
 void deliver(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
     AdMailMsg mail;
     if (arguments.hasFrom) mail.SetOverrideFrom(settings.sender);
     addAll(arguments.to, "--to", [&](const Zeb_String& to) { mail.AddTo(to); });
     addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { mail.AddCc(cc); });
     addAll(arguments.bcc, "--bcc", [&](const Zeb_String& bcc) { mail.AddBcc(bcc); });
-    mail.SetSubject(fromUtf8(arguments.subject, "--subject"));
+    setSubject(arguments, [&](const Zeb_String& subject) { mail.SetSubject(subject); });
     mail.SetBody(body);
     DeliveryLog log;
-    reportTo(log, arguments.traces);
-    const int result = mail.Deliver();
-    AdDiagnostic::Enable(mailDiagnostics, false);
-    AdDiagnostic::SetReporter({});
+    const int result = deliver(mail, log, arguments.traces);
     if (result == 0) throw log.explain(settings.server);
     if (!log.isConnected())
         throw Failure(EX_TEMPFAIL, "nothing was sent, sending has just been switched off");

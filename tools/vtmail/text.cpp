@@ -6,14 +6,20 @@
 #include <iostream>
 
 #include "host/adcharset.h"
+#include "host/exceptions.h"
 #include "host/printable.h"
 #include "tools/vtmail/failure.h"
 
 Zeb_String fromUtf8(std::string_view octets, const std::string& what) {
     Zeb_String text;
-    if (!AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), octets.data(), octets.size(), text))
-        throw Failure(EX_DATAERR, what + " is not UTF-8; convert it, for example with iconv");
-    return text;
+    try {
+        if (AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), octets.data(), octets.size(),
+                                     text))
+            return text;
+    } catch (const Zeb_Range_Error&) {
+        throw Failure(EX_DATAERR, what + " is longer than a mail can be; shorten it");
+    }
+    throw Failure(EX_DATAERR, what + " is not UTF-8; convert it, for example with iconv");
 }
 
 std::string toUtf8(const Zeb_String& text) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sysexits.h>
 #include <unistd.h>
 
@@ -112,6 +113,32 @@ TEST_F(Send, AnotherSenderHasNoName) {
     ASSERT_THAT(server.messages(), SizeIs(1));
     EXPECT_EQ(server.messages()[0].sender, "boss@x");
     EXPECT_THAT(server.messages()[0].data, HasSubstr("From: <boss@x>\r\n"));
+}
+
+TEST_F(Send, WithoutASubjectThereIsNoSubjectField) {
+    const sandbox::Server server(onSmtpPort());
+    EXPECT_EQ(vtmail(oneMail).exitCode, 0);
+    EXPECT_EQ(vtmail({"send", "--to", "a@x", "--subject", "", "--body", "hello\n"}).exitCode, 0);
+    ASSERT_THAT(server.messages(), SizeIs(2));
+    for (const sandbox::Message& message : server.messages())
+        EXPECT_THAT(message.data, AllOf(Not(HasSubstr("Subject")), HasSubstr("\r\nFrom: ")));
+}
+
+TEST_F(Send, AnEmptyValueBehindAnEqualsSignIsNotTheNextArgument) {
+    const sandbox::Server server(onSmtpPort());
+    const Outcome run = vtmail({"send", "--body=", "--to", "a@x"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    ASSERT_THAT(server.messages(), SizeIs(1));
+    EXPECT_THAT(server.messages()[0].data, EndsWith("To: <a@x>\r\n\r\n"));
+}
+
+TEST_F(Send, WhatIsMeantForAClosedStderrDoesNotReachTheServer) {
+    const sandbox::Server server(onSmtpPort());
+    const Outcome run =
+        vtmail({"send", "--trace", "--to", "a@x", "--body", "x"}, {}, [] { close(STDERR_FILENO); });
+    EXPECT_EQ(run.exitCode, 0);
+    for (const sandbox::Line& line : server.transcript())
+        EXPECT_THAT(line.text, Not(HasSubstr("vtinetlib.dll")));
 }
 
 TEST_F(Send, TraceShowsTheProtocolLog) {
@@ -231,7 +258,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Send, ASenderInTheSettingsThatCannotBeSentIsNamed) {
     folder().setOctets("SMTPHost = x\nReplyTo = ä@x\nSendActive = 1\n");
-    expectFailure(oneMail, EX_DATAERR, "the setting ReplyTo ä@x");
+    expectFailure(oneMail, EX_CONFIG, "the setting ReplyTo ä@x");
 }
 
 TEST_F(Send, AFileThatIsNotUtf8IsNamed) {
@@ -251,6 +278,17 @@ TEST_F(Send, StandardInputThatCannotBeReadIsNamed) {
     EXPECT_EQ(run.exitCode, EX_NOINPUT);
     EXPECT_THAT(run.err, HasSubstr("standard input: Bad file descriptor"));
 }
+
+#ifndef __SANITIZE_ADDRESS__  // which needs more addresses than the limit leaves
+TEST_F(Send, AMailThatTakesMoreMemoryThanThereIsIsAnErrorInOneLine) {
+    const Outcome run = vtmail({"send", "--to", "a@x"}, std::string(64 << 20, 'x'), [] {
+        const rlimit addresses = {128 << 20, 128 << 20};
+        setrlimit(RLIMIT_AS, &addresses);
+    });
+    EXPECT_EQ(run.exitCode, EX_OSERR);
+    EXPECT_EQ(run.err, "vtmail: there is not enough memory for this mail\n");
+}
+#endif
 
 // ---- at a terminal
 

@@ -148,11 +148,24 @@ TEST(SandboxCommand, APortThatIsTakenIsNamed) {
     EXPECT_THAT(run.out, IsEmpty());
 }
 
+TEST(SandboxCommand, AnAddressThatIsNoneIsNamed) {
+    const Outcome run = vtmail({"sandbox", "--address", "here"});
+    EXPECT_EQ(run.exitCode, EX_UNAVAILABLE);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("here"), HasSubstr("--address")));
+}
+
 TEST(SandboxCommand, AFolderThatCannotBeMadeIsNamed) {
     const Outcome run =
         vtmail({"sandbox", "--smtp-port", "0", "--pop3-port", "0", "--folder", "/proc/none"});
-    EXPECT_EQ(run.exitCode, EX_UNAVAILABLE);
-    EXPECT_THAT(run.err, HasSubstr("/proc/none"));
+    EXPECT_EQ(run.exitCode, EX_CANTCREAT);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("/proc/none"), HasSubstr("another --folder")));
+}
+
+TEST(SandboxCommand, EndsWhenItCannotSayWhereItListens) {
+    const Outcome run = vtmail({"sandbox", "--smtp-port", "0", "--pop3-port", "0"}, {}, [] {
+        dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    });
+    EXPECT_EQ(run.exitCode, EX_IOERR);
 }
 
 // ---- the demo
