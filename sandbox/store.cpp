@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/store.h"
 
-#include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 namespace sandbox {
@@ -57,11 +57,10 @@ std::vector<Mail> Store::mailbox() const {
 }
 
 void Store::remove(const std::vector<Mail>& mails) {
+    std::unordered_set<std::string> ids;
+    for (const Mail& mail : mails) ids.insert(mail.id);
     const std::lock_guard lock(mutex_);
-    std::erase_if(mailbox_, [&](const Mail& kept) {
-        return std::any_of(mails.begin(), mails.end(),
-                           [&](const Mail& mail) { return mail.id == kept.id; });
-    });
+    std::erase_if(mailbox_, [&](const Mail& kept) { return ids.contains(kept.id); });
 }
 
 }  // namespace sandbox
