@@ -26,12 +26,6 @@ void diag_fmt(const unsigned short* format, const std::string& line) {
     reportLine(u"smtpclient (vtinetlib.dll)", format, line);
 }
 
-/// A line of nothing but blanks, tabs and carriage returns keeps them; kept.
-void removeTrailingBlanks(std::string& line) {
-    const std::size_t last = line.find_last_not_of(" \t\r");
-    if (last != std::string::npos) line.erase(last + 1);
-}
-
 /// One-line octets of a mailbox text; false when it has no such form.
 bool mailboxOctets(const Zeb_String& text, AdMbcsString& mailbox) {
     std::string octets;

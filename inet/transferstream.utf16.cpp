@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Transfer encodings as stream buffers.
 //
-// Sections: base64, quoted-printable, the choice between them, dot-stuffing. Each filter moves one
-// octet (base64: one group of three) at a time between its caller and the wrapped buffer.
+// Sections: base64, quoted-printable, the choice between them, dot-stuffing, multipart boundaries.
+// Each filter moves one octet (base64: one group of three) at a time between its caller and the
+// wrapped buffer.
 #include "inet/transferstream.utf16.h"
 
 #include <array>
@@ -347,4 +348,51 @@ dotstuffingbuf::int_type dotstuffingbuf::underflow() {
     target_->sbumpc();
     endReached_ = true;
     return endOfFile;
+}
+
+// ==== multipart boundaries
+
+multipartboundarybuf::multipartboundarybuf(std::streambuf* source, const std::string& boundary)
+    : source_(source), delimiter_("\r\n--" + boundary) {}
+
+multipartboundarybuf::~multipartboundarybuf() = default;
+
+void multipartboundarybuf::imbue(const std::locale& locale) { std::streambuf::imbue(locale); }
+
+multipartboundarybuf::int_type multipartboundarybuf::underflow() { return read(false); }
+
+multipartboundarybuf::int_type multipartboundarybuf::uflow() { return read(true); }
+
+multipartboundarybuf::int_type multipartboundarybuf::read(bool takes) {
+    if (matched_ == delimiter_.size()) return endOfFile;
+    if (replay_ == matched_) {
+        const int_type next = match();
+        if (matched_ == delimiter_.size()) return endOfFile;
+        if (replay_ == matched_) return takes && next != endOfFile ? source_->sbumpc() : next;
+    }
+    const int_type owed = Traits::to_int_type(delimiter_[replay_]);
+    if (takes) ++replay_;
+    return owed;
+}
+
+/// Takes as much of a delimiter as stands at the front of the source. Returns the octet that broke
+/// it, which stays there.
+multipartboundarybuf::int_type multipartboundarybuf::match() {
+    int_type next = source_->sgetc();
+    matched_ = replay_ = 0;
+    if (atStart_) {
+        atStart_ = false;
+        matched_ = replay_ = 2;  // as if a line end had just been read
+    } else if (next == '\n') {
+        matched_ = 2;  // a line end without its carriage return, which is not owed
+        replay_ = 1;
+        source_->sbumpc();
+        next = source_->sgetc();
+    }
+    while (matched_ < delimiter_.size() && next == Traits::to_int_type(delimiter_[matched_])) {
+        ++matched_;
+        source_->sbumpc();
+        if (matched_ < delimiter_.size()) next = source_->sgetc();
+    }
+    return next;
 }

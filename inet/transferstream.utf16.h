@@ -8,6 +8,7 @@
 // Failure: end-of-file results, and -1 from sync; nothing here throws.
 #pragma once
 
+#include <cstddef>
 #include <streambuf>
 #include <string>
 
@@ -108,4 +109,34 @@ class VTINETLIB_API dotstuffingbuf : public std::streambuf {
     bool readAtLineStart_ = true;
     bool endReached_ = false;
     bool writeAtLineStart_ = true;
+};
+
+/// One body part of a multipart (RFC 2046, 5.1.1), for reading: the octets of the wrapped buffer up
+/// to the next delimiter.
+///
+/// The line end in front of the delimiter (CR LF or LF) belongs to the delimiter; a delimiter at
+/// the very start needs none. End-of-file means that the delimiter has been taken, up to the last
+/// character of the boundary, or that the wrapped buffer has ended; what stands behind the boundary
+/// is left. A delimiter need not be a whole line: the boundary "b" is also found in "--bb".
+/// Peeks count: at the very start, peeking at a line end hides a delimiter that follows it.
+class VTINETLIB_API multipartboundarybuf : public std::streambuf {
+  public:
+    /// `boundary` without its leading hyphens.
+    multipartboundarybuf(std::streambuf* source, const std::string& boundary);
+    ~multipartboundarybuf() override;
+
+  protected:
+    void imbue(const std::locale& locale) override;
+    int_type underflow() override;
+    int_type uflow() override;
+
+  private:
+    VTINETLIB_HIDDEN int_type read(bool takes);
+    VTINETLIB_HIDDEN int_type match();
+
+    std::streambuf* source_;
+    std::string delimiter_;
+    std::size_t matched_ = 0;  // octets of the delimiter found and taken from the source
+    std::size_t replay_ = 0;   // from here to matched_ they are owed to the reader
+    bool atStart_ = true;
 };

@@ -20,6 +20,11 @@ bool oneLineOctets(const Zeb_String& text, std::string& octets) {
     return false;
 }
 
+void removeTrailingBlanks(std::string& line) {
+    const std::size_t last = line.find_last_not_of(" \t\r");
+    if (last != std::string::npos) line.erase(last + 1);
+}
+
 bool isReporting() {
     return AdDiagnostic::m_DiagnosticFlags[mailDiagnostics] != 0 &&
            AdDiagnostic::IsEnabled(mailDiagnostics) != 0;

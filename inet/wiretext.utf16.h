@@ -17,6 +17,10 @@ bool asciiOctets(const Zeb_String& text, std::string& octets);
 /// that none can smuggle in a line of its own.
 bool oneLineOctets(const Zeb_String& text, std::string& octets);
 
+/// Takes blanks, tabs and carriage returns from the end of a line that was received. Kept: a line
+/// of nothing else stays as it is.
+void removeTrailingBlanks(std::string& line);
+
 /// Whether the host wants the library's reports (diagnostic id 11).
 bool isReporting();
 

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+// Limits on what a message may cost to decode, and the defects that decoding it shows.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "inet/api.h"
+
+/// What a message from a stranger may cost.
+struct MIMELimits {
+    /// Levels of entities, one in the other; each takes up to 2 KiB of stack.
+    std::size_t depth = 100;
+    /// Entities in all, embedded messages included.
+    std::size_t entities = 20000;
+    /// Octets of one header block.
+    std::size_t headerSize = 1 << 20;
+    /// Defects that are kept; the rest is counted.
+    std::size_t defects = 1000;
+};
+
+/// Something in a message that could not be taken as it stands.
+struct VTINETLIB_API MIMEDefect {
+    enum class Kind {
+        LineWithoutColon,          // in a header block; dropped
+        HeaderTooLarge,            // the rest of the header block was dropped
+        UnknownTransferEncoding,   // the body is as it came
+        MalformedQuotedPrintable,  // an escape was dropped
+        UnknownCharset,            // the text is read as unlabelled text is
+        NoBoundary,                // every line that begins with two hyphens counts as one
+        UnclosedMultipart,         // it ended without its close delimiter
+        TooDeep,                   // a container was left undecoded, as a binary entity
+        TooManyEntities,           // the further ones were dropped
+    };
+
+    Kind kind;
+    /// Numbers from 1, one a level: "1" is the message's own entity, "1.2" the second part of it.
+    std::string entity;
+    /// In the message as it was read, in octets: how far the reading had come.
+    unsigned long long offset;
+
+    /// A sentence in English, with entity and offset.
+    std::string describe() const;
+};
+
+// ==== internal to the library
+
+/// Hands on the octets of a buffer, which it reads in blocks of 1024, to its first empty block.
+class BlockSource : public std::streambuf {
+  public:
+    /// Appends all octets that it reads to `copy`, unless that is null.
+    BlockSource(std::streambuf* source, std::string* copy);
+    ~BlockSource() override;
+
+    /// Octets handed on.
+    unsigned long long position() const;
+    /// Reads the rest.
+    void drain();
+
+  protected:
+    int_type underflow() override;
+
+  private:
+    std::streambuf* source_;
+    std::string* copy_;
+    std::unique_ptr<char[]> block_;
+    unsigned long long read_ = 0;
+    bool isAtEnd_ = false;
+};
+
+/// Keeps the decoding of one message within its limits, and owns all decoders that are built.
+class DecodeGuard {
+  public:
+    explicit DecodeGuard(const MIMELimits& limits);
+    ~DecodeGuard();
+    DecodeGuard(const DecodeGuard&) = delete;
+    DecodeGuard& operator=(const DecodeGuard&) = delete;
+
+    /// One level down while it lives. A null guard is none.
+    class Level {
+      public:
+        Level(DecodeGuard* guard, std::size_t number);
+        ~Level();
+        Level(const Level&) = delete;
+        Level& operator=(const Level&) = delete;
+
+      private:
+        DecodeGuard* guard_;
+    };
+
+    const MIMELimits& limits() const { return limits_; }
+    bool isAtDepthLimit() const { return path_.size() >= limits_.depth; }
+    /// Notes it the first time.
+    bool isAtEntityLimit();
+
+    /// Makes a place for a decoder that is about to be built.
+    std::size_t makePlace();
+    /// Takes the decoder over. Decoders have no virtual destructor: it is deleted as what it is.
+    template <typename Decoder>
+    void adopt(std::size_t place, Decoder* decoder) {
+        decoders_[place] = {decoder, [](void* object) { delete static_cast<Decoder*>(object); }};
+    }
+
+    void note(MIMEDefect::Kind kind);
+    const std::vector<MIMEDefect>& defects() const { return defects_; }
+    std::size_t defectCount() const { return defectCount_; }
+
+    /// Offsets are counted in this one. The first one stays.
+    void setInput(const BlockSource& input);
+    void forgetInput(const BlockSource& input);
+
+  private:
+    struct Owned {
+        void* decoder;
+        void (*destroy)(void* decoder);
+    };
+
+    const MIMELimits limits_;
+    std::vector<Owned> decoders_;
+    std::vector<std::size_t> path_;
+    std::vector<MIMEDefect> defects_;
+    std::size_t defectCount_ = 0;
+    bool isFull_ = false;
+    const BlockSource* input_ = nullptr;
+};
+
+/// One header block of a buffer, cut off at a number of octets. The buffer is read no further than
+/// its reader looks, but when the block is cut off: then to the end of the block.
+class LimitedHeader : public std::streambuf {
+  public:
+    LimitedHeader(std::streambuf* source, std::size_t limit);
+    ~LimitedHeader() override;
+
+    bool wasCut() const { return wasCut_; }
+
+  protected:
+    int_type underflow() override;
+    int_type uflow() override;
+
+  private:
+    bool isOver();
+    void follow(int_type octet);
+
+    std::streambuf* source_;
+    std::size_t left_;
+    bool lineIsBlank_ = true;
+    bool wasCut_ = false;
+};
+
+/// A quoted-printable filter that goes on behind a malformed escape, and notes it.
+class ResumingSource : public std::streambuf {
+  public:
+    /// `raw` is what `filter` wraps.
+    ResumingSource(std::streambuf* filter, std::streambuf* raw, DecodeGuard& guard);
+    ~ResumingSource() override;
+
+  protected:
+    int_type underflow() override;
+    int_type uflow() override;
+
+  private:
+    bool canGoOn();
+
+    std::streambuf* filter_;
+    std::streambuf* raw_;
+    DecodeGuard& guard_;
+};

@@ -1,0 +1,782 @@
+// SPDX-License-Identifier: Apache-2.0
+// From a received message to text.
+//
+// Sections: encoded words, the lexer, addresses, MIME values, entities, leaves, multiparts,
+// messages.
+#include "inet/rfc2822decoder.utf16.h"
+
+#include <algorithm>
+#include <optional>
+#include <sstream>
+#include <streambuf>
+#include <string_view>
+
+#include "inet/decodeguard.utf16.h"
+#include "inet/wiretext.utf16.h"
+
+namespace {
+
+using Traits = std::char_traits<char>;
+
+constexpr int endOfFile = Traits::eof();
+constexpr std::size_t nowhere = std::string::npos;
+
+constexpr char rfc2822whitespace[] = " \t\r\n";
+constexpr char rfc2822specials[] = "()<>@,;:\\\"[]";
+constexpr char rfc2045specials[] = "()<>@,;:\\\"/[]?=";
+
+/// Octets that are no ASCII are read all the same, as the lenient conversion reads them.
+Zeb_String asciiText(const std::string& octets) {
+    Zeb_String text;
+    AdMbcsString::cvtToTchar(AdCharset::getASCIICharset(), octets.data(), octets.size(), text, 0);
+    return text;
+}
+
+/// Kept: text that is declared as GB2312 often holds characters of its superset.
+AdCharset charsetNamed(const Zeb_String& name) {
+    return AdCharset(name == u"GB2312" ? Zeb_String(u"GBK") : name);
+}
+
+bool isName(const Zeb_String& text, const char16_t* name) { return text.CompareNoCase(name) == 0; }
+
+}  // namespace
+
+// ==== encoded words
+
+namespace {
+
+std::string filtered(std::streambuf& filter) {
+    std::string octets;
+    for (int octet = filter.sbumpc(); octet != endOfFile; octet = filter.sbumpc())
+        octets += Traits::to_char_type(octet);
+    return octets;
+}
+
+/// The octets of an encoded text; false when the encoding is none of RFC 2047's.
+bool decodePayload(const std::string& encoding, const std::string& text, std::string& octets) {
+    std::stringbuf source(text, std::ios::in);
+    if (encoding == "B" || encoding == "b") {
+        base64buf filter(&source, true);
+        octets = filtered(filter);
+    } else if (encoding == "Q" || encoding == "q") {
+        quotedprintablebuf filter(&source, true);
+        octets = filtered(filter);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+/// Decodes the word that begins at `start` and appends it. Returns where it ends; `start` when it
+/// is none, or cannot be decoded.
+std::size_t appendWord(const std::string& text, std::size_t start, Zeb_String& out) {
+    std::size_t marks[3];  // the question marks behind charset, encoding and encoded text
+    std::size_t from = start + 2;
+    for (std::size_t& mark : marks) {
+        mark = text.find('?', from);
+        if (mark == nowhere) return start;
+        from = mark + 1;
+    }
+    if (from >= text.size() || text[from] != '=') return start;
+    const auto between = [&](std::size_t first, std::size_t end) {
+        return text.substr(first, end - first);
+    };
+    std::string octets;
+    if (!decodePayload(between(marks[0] + 1, marks[1]), between(marks[1] + 1, marks[2]), octets))
+        return start;
+    Zeb_String word;
+    const AdCharset charset = charsetNamed(asciiText(between(start + 2, marks[0])));
+    if (!AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), word, 0)) return start;
+    out.Append(word);
+    return from + 1;
+}
+
+/// The text between two words, unless it is blank.
+void appendGap(const std::string& text, std::size_t start, std::size_t end, Zeb_String& out) {
+    if (text.find_first_not_of(rfc2822whitespace, start) < end)
+        out.Append(asciiText(text.substr(start, end - start)));
+}
+
+}  // namespace
+
+Zeb_String decodeRFC2047Words(const std::string& text) {
+    Zeb_String out;
+    std::size_t next = 0;
+    for (;;) {
+        const std::size_t opener = text.find("=?", next);
+        if (opener == nowhere) break;
+        appendGap(text, next, opener, out);
+        next = appendWord(text, opener, out);
+        if (next > opener) continue;
+        out.Append(u"=?");
+        next = opener + 2;
+    }
+    appendGap(text, next, text.size(), out);
+    return out;
+}
+
+// ==== the lexer
+
+namespace {
+
+bool isWhitespace(char c) { return c != '\0' && Traits::find(rfc2822whitespace, 4, c) != nullptr; }
+
+}  // namespace
+
+RFC2822Lexer::RFC2822Lexer(const std::string& text, bool mimeMode)
+    : text_(text), mimeMode_(mimeMode) {}
+
+RFC2822Lexer::~RFC2822Lexer() = default;
+
+unsigned RFC2822Lexer::nextToken(Zeb_String& token, bool skipBlanks) {
+    const auto found = [](RFC2822TokenKind kind) { return static_cast<unsigned>(kind); };
+    token.Make_Empty();
+    Zeb_String* const blanks = skipBlanks ? nullptr : &token;
+    while (position_ < text_.size()) {
+        const char c = text_[position_];
+        if (isWhitespace(c)) {
+            takeWhitespace(blanks);
+            if (!skipBlanks) return found(RFC2822TokenKind::Whitespace);
+        } else if (c == '(') {
+            if (!takeComment(blanks)) return found(RFC2822TokenKind::Error);
+            if (!skipBlanks) return found(RFC2822TokenKind::Comment);
+        } else if (c == '"') {
+            return found(takeQuotedString(token) ? RFC2822TokenKind::QuotedString
+                                                 : RFC2822TokenKind::Error);
+        } else if (isAtomOctet(position_, 0x20)) {
+            takeAtom(token);
+            return found(RFC2822TokenKind::Atom);
+        } else {
+            takeSpecial(token);
+            return found(RFC2822TokenKind::Special);
+        }
+    }
+    return found(RFC2822TokenKind::End);
+}
+
+void RFC2822Lexer::takeWhitespace(Zeb_String* token) {
+    const std::size_t end =
+        std::min(text_.find_first_not_of(rfc2822whitespace, position_), text_.size());
+    if (token != nullptr) *token = asciiText(text_.substr(position_, end - position_));
+    position_ = end;
+}
+
+/// False when the comment has no end. Kept: without a token for it, its ")" is left.
+bool RFC2822Lexer::takeComment(Zeb_String* token) {
+    std::string content;
+    int depth = 1;
+    for (++position_; position_ < text_.size(); ++position_) {
+        char c = text_[position_];
+        if (c == '(') {
+            ++depth;
+        } else if (c == ')') {
+            if (--depth > 0) continue;
+            if (token == nullptr) return true;
+            *token = decodeRFC2047Words(content);
+            ++position_;
+            return true;
+        } else {
+            if (c == '\\' && ++position_ < text_.size()) c = text_[position_];
+            content += c;
+        }
+    }
+    position_ = text_.size();
+    return false;
+}
+
+/// False when the closing quote is missing.
+bool RFC2822Lexer::takeQuotedString(Zeb_String& token) {
+    std::string content;
+    for (++position_; position_ < text_.size(); ++position_) {
+        char c = text_[position_];
+        if (c == '"') {
+            token = decodeRFC2047Words(content);
+            ++position_;
+            return true;
+        }
+        if (c == '\\' && ++position_ < text_.size()) c = text_[position_];
+        content += c;
+    }
+    position_ = text_.size();
+    return false;
+}
+
+/// Octets count as signed: those of 0x80 and above are in no atom.
+bool RFC2822Lexer::isAtomOctet(std::size_t position, signed char lowest) const {
+    const char c = text_[position];
+    const auto octet = static_cast<signed char>(c);
+    const std::string_view specials = mimeMode_ ? rfc2045specials : rfc2822specials;
+    return octet >= lowest && octet != 0x7F && specials.find(c) == std::string_view::npos;
+}
+
+void RFC2822Lexer::takeAtom(Zeb_String& token) {
+    const std::size_t start = position_++;
+    while (position_ < text_.size() && isAtomOctet(position_, 0x21)) ++position_;
+    token = decodeRFC2047Words(text_.substr(start, position_ - start));
+}
+
+void RFC2822Lexer::takeSpecial(Zeb_String& token) {
+    const auto octet = static_cast<signed char>(text_[position_++]);
+    token = Zeb_String(static_cast<unsigned short>(octet), 1);  // kept: sign-extended
+}
+
+// ==== addresses
+
+namespace {
+
+constexpr auto malformed = static_cast<unsigned>(RFC2822TokenKind::Error);
+
+bool isWord(unsigned kind) {
+    return kind == RFC2822TokenKind::QuotedString || kind == RFC2822TokenKind::Atom;
+}
+
+bool isSpecial(unsigned kind, const Zeb_String& token, const char16_t* special) {
+    return kind == RFC2822TokenKind::Special && token == special;
+}
+
+}  // namespace
+
+RFC2822Address::RFC2822Address() = default;
+RFC2822Address::RFC2822Address(const RFC2822Address&) = default;
+RFC2822Address& RFC2822Address::operator=(const RFC2822Address&) = default;
+RFC2822Address::~RFC2822Address() = default;
+
+RFC2822Address::RFC2822Address(const std::string& text) { *this = text; }
+
+RFC2822Address& RFC2822Address::operator=(const std::string& text) {
+    RFC2822Lexer lexer(text, false);
+    Zeb_String ignored;
+    parseOneAddress(lexer, ignored);
+    return *this;
+}
+
+unsigned RFC2822Address::parseOneAddress(RFC2822Lexer& lexer, Zeb_String& next) {
+    smtpAddress_.Make_Empty();
+    name_.Make_Empty();
+    Zeb_String token;
+    unsigned kind = lexer.nextToken(token, true);
+    if (isWord(kind)) {
+        const Zeb_String first = token;
+        kind = lexer.nextToken(token, true);
+        if (isSpecial(kind, token, u"@")) {
+            if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
+            smtpAddress_ = first + u"@" + token;
+            return lexer.nextToken(next, true);
+        }
+        name_ = first;
+        for (; isWord(kind); kind = lexer.nextToken(token, true)) name_.Append(u" ").Append(token);
+    }
+    return isSpecial(kind, token, u"<") ? parseAngleAddress(lexer, next) : malformed;
+}
+
+/// Behind the opening bracket.
+unsigned RFC2822Address::parseAngleAddress(RFC2822Lexer& lexer, Zeb_String& next) {
+    Zeb_String localPart;
+    Zeb_String token;
+    if (!isWord(lexer.nextToken(localPart, true))) return malformed;
+    if (!isSpecial(lexer.nextToken(token, true), token, u"@")) return malformed;
+    if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
+    smtpAddress_ = localPart + u"@" + token;  // kept: also when the bracket is not closed
+    if (!isSpecial(lexer.nextToken(token, true), token, u">")) return malformed;
+    return lexer.nextToken(next, true);
+}
+
+std::vector<RFC2822Address> RFC2822Address::parseAddresses(const std::string& text) {
+    RFC2822Lexer lexer(text, false);
+    std::vector<RFC2822Address> addresses;
+    Zeb_String next;
+    unsigned kind = 0;
+    do {
+        RFC2822Address address;
+        kind = address.parseOneAddress(lexer, next);
+        if (kind != malformed) addresses.push_back(address);
+    } while (isSpecial(kind, next, u","));
+    return addresses;
+}
+
+// ==== MIME values
+
+namespace {
+
+/// A parameter name taken apart (RFC 2231, 3 and 4).
+struct ParameterName {
+    Zeb_String name;
+    bool isExtended = false;
+    std::optional<int> section;
+};
+
+ParameterName takenApart(const Zeb_String& text) {
+    ParameterName result{text, false, std::nullopt};
+    const int last = text.GetLength() - 1;
+    result.isExtended = text.ReverseFind(u'*') == last && last >= 0;
+    if (result.isExtended) result.name.Delete(last, 1);
+    const int star = result.name.ReverseFind(u'*');
+    if (star < 0) return result;
+    const Zeb_String number = result.name.Mid(star + 1, result.name.GetLength());
+    unsigned short* end = nullptr;
+    const unsigned long section = _tcstoul(number.GetBuffer(), &end, 10);
+    if (end != number.GetBuffer() + number.GetLength()) return result;
+    result.name = result.name.Left(star);
+    constexpr unsigned long largest = 0x7FFFFFFF;  // kept: beyond it the number is dropped
+    if (section <= largest) result.section = static_cast<int>(section);
+    return result;
+}
+
+/// The parameters of one value, put together.
+class ParameterCollector {
+  public:
+    explicit ParameterCollector(MIMEHeaderValue::Parameters& parameters)
+        : parameters_(parameters) {}
+
+    /// Returns whether it is a section of a continued parameter.
+    bool take(const Zeb_String& name, const Zeb_String& value) {
+        const ParameterName known = takenApart(name);
+        if (!known.section) {
+            parameters_[known.name] = known.isExtended ? RFC2184Decode(value) : value;
+            return false;
+        }
+        sections_[known.name][*known.section] =
+            known.isExtended ? value : inExtendedForm(value, *known.section);
+        return true;
+    }
+
+    /// To be called when the text has ended without a fault.
+    void assemble() {
+        for (const auto& [name, pieces] : sections_) {
+            Zeb_String whole;
+            for (const auto& [number, piece] : pieces) whole.Append(piece);
+            parameters_[name] = RFC2184Decode(whole);
+        }
+    }
+
+  private:
+    static Zeb_String inExtendedForm(Zeb_String value, int section) {
+        value.Replace(u"%", u"%25");
+        value.Replace(u" ", u"%20");
+        return section == 0 ? u"''" + value : value;
+    }
+
+    MIMEHeaderValue::Parameters& parameters_;
+    // Kept by number, so that a large one costs nothing; a missing piece is an empty one.
+    std::map<Zeb_String, std::map<int, Zeb_String>, CaseInsensitiveLess> sections_;
+};
+
+/// Reads parameters up to the end or the first fault; `token` is the special behind the value.
+void parseParameters(RFC2822Lexer& lexer, Zeb_String token, ParameterCollector& collector) {
+    bool needsSeparator = true;
+    for (;;) {
+        Zeb_String name = token;
+        if (needsSeparator) {
+            if (!(token == u";")) return;
+            if (lexer.nextToken(name, true) != RFC2822TokenKind::Atom) return;
+        }
+        if (!isSpecial(lexer.nextToken(token, true), token, u"=")) return;
+        Zeb_String value;
+        if (!isWord(lexer.nextToken(value, true))) return;
+        const bool isSection = collector.take(name, value);
+        const unsigned kind = lexer.nextToken(token, true);
+        if (kind == RFC2822TokenKind::End) return collector.assemble();
+        if (kind == RFC2822TokenKind::Special) continue;
+        if (kind != RFC2822TokenKind::Atom || !isSection) return;
+        // Kept: once missing behind a section, the separator is expected nowhere any more.
+        needsSeparator = false;
+    }
+}
+
+}  // namespace
+
+MIMEHeaderValue::MIMEHeaderValue() = default;
+MIMEHeaderValue::MIMEHeaderValue(const MIMEHeaderValue&) = default;
+MIMEHeaderValue& MIMEHeaderValue::operator=(const MIMEHeaderValue&) = default;
+MIMEHeaderValue::~MIMEHeaderValue() = default;
+
+MIMEHeaderValue::MIMEHeaderValue(const std::string& text) { parse(text); }
+
+MIMEHeaderValue& MIMEHeaderValue::operator=(const std::string& text) {
+    value_.Make_Empty();
+    subvalue_.Make_Empty();
+    parameters_.clear();
+    parse(text);
+    return *this;
+}
+
+void MIMEHeaderValue::parse(const std::string& text) {
+    RFC2822Lexer lexer(text, true);
+    Zeb_String token;
+    if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return;
+    value_ = token;
+    unsigned kind = lexer.nextToken(token, true);
+    if (isSpecial(kind, token, u"/")) {
+        if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return;
+        subvalue_ = token;
+        kind = lexer.nextToken(token, true);
+    }
+    if (kind != RFC2822TokenKind::Special) return;
+    ParameterCollector collector(parameters_);
+    parseParameters(lexer, token, collector);
+}
+
+Zeb_String MIMEHeaderValue::getParameter(const Zeb_String& name,
+                                         const Zeb_String& defaultValue) const {
+    const auto found = parameters_.find(name);
+    return found != parameters_.end() ? found->second : defaultValue;
+}
+
+namespace {
+
+/// The value of an upper-case hexadecimal digit, or -1; lower-case ones are refused, kept.
+int hexValue(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
+}
+
+/// Resolves "%" escapes; false for what may not stand in an extended value.
+bool resolveEscapes(const std::string& text, std::string& octets) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%') {
+            if (i + 2 >= text.size()) return false;
+            const int high = hexValue(text[i + 1]);
+            const int low = hexValue(text[i + 2]);
+            if (high < 0 || low < 0) return false;
+            octets += static_cast<char>(16 * high + low);
+            i += 2;
+        } else if (text[i] >= '!' && text[i] <= '~') {
+            octets += text[i];
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+Zeb_String RFC2184Decode(const Zeb_String& value) {
+    const int first = value.Find(u"'");
+    const int second = first < 0 ? -1 : value.Find(u"'", first + 1);
+    if (second < 0) return value;
+    std::string escaped;
+    std::string octets;
+    if (!asciiOctets(value.Mid(second + 1, value.GetLength()), escaped) ||
+        !resolveEscapes(escaped, octets))
+        return value;
+    const AdCharset charset =
+        first == 0 ? AdCharset::getASCIICharset() : charsetNamed(value.Left(first));
+    Zeb_String text;
+    return AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), text, 0) ? text : value;
+}
+
+// ==== entities
+
+/// What a decoder reads its body from: its transfer decoding, with a guard one that goes on behind
+/// malformed escapes.
+class BodySource {
+  public:
+    BodySource(MIMEDecoder& decoder, DecodeGuard* guard) : source_(decoder.getTransferStreambuf()) {
+        if (guard == nullptr) return;
+        if (source_ == decoder.source_ && !isKnownIdentity(decoder))
+            guard->note(MIMEDefect::Kind::UnknownTransferEncoding);
+        if (source_ == &decoder.quotedPrintable_)
+            source_ = &resuming_.emplace(source_, decoder.source_, *guard);
+    }
+
+    std::streambuf* get() const { return source_; }
+
+  private:
+    static bool isKnownIdentity(const MIMEDecoder& decoder) {
+        const Zeb_String name =
+            decoder.getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
+        return isName(name, u"7bit") || isName(name, u"8bit") || isName(name, u"binary");
+    }
+
+    std::streambuf* source_;
+    std::optional<ResumingSource> resuming_;
+};
+
+MIMEDecoder::MIMEDecoder(const HeaderMap& headers, std::istream& in)
+    : headers_(headers),
+      source_(in.rdbuf()),
+      base64_(source_, false),
+      quotedPrintable_(source_, false) {}
+
+MIMEDecoder::~MIMEDecoder() = default;
+
+bool MIMEDecoder::isText() const { return false; }
+bool MIMEDecoder::isBinary() const { return false; }
+bool MIMEDecoder::isMultipart() const { return false; }
+bool MIMEDecoder::isMessage() const { return false; }
+MIMETextDecoder* MIMEDecoder::getTextDecoder() { return nullptr; }
+MIMEBinaryDecoder* MIMEDecoder::getBinaryDecoder() { return nullptr; }
+MIMEMultipartDecoder* MIMEDecoder::getMultipartDecoder() { return nullptr; }
+RFC2822Decoder* MIMEDecoder::getMessageDecoder() { return nullptr; }
+
+namespace {
+
+constexpr char lineBlanks[] = " \t\r";
+
+/// Puts an unfolded field into the map. False when it has no colon.
+bool storeField(const std::string& field, HeaderMap& headers) {
+    const std::size_t colon = field.find(':');
+    if (colon == nowhere) return false;
+    const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
+    if (start == nowhere) return true;  // kept: a field without a value is none
+    std::string& value = headers[asciiText(field.substr(0, colon))];
+    if (!value.empty()) value += '\n';
+    value.append(field, start);
+    return true;
+}
+
+void readFields(HeaderMap& headers, std::istream& in, DecodeGuard* guard) {
+    std::string line;
+    std::string field;
+    while (std::getline(in, line)) {
+        const std::size_t last = line.find_last_not_of(lineBlanks);
+        if (last == nowhere) return;  // kept: a field that such a line continues is dropped
+        field.append(line, 0, last + 1);
+        const int next = in.peek();
+        if (next == ' ' || next == '\t') continue;
+        if (!storeField(field, headers) && guard != nullptr)
+            guard->note(MIMEDefect::Kind::LineWithoutColon);
+        field.clear();
+    }
+}
+
+void readHeaderBlock(HeaderMap& headers, std::istream& in, DecodeGuard* guard) {
+    if (guard == nullptr) return readFields(headers, in, nullptr);
+    LimitedHeader header(in.rdbuf(), guard->limits().headerSize);
+    std::istream limited(&header);
+    readFields(headers, limited, guard);
+    if (header.wasCut()) guard->note(MIMEDefect::Kind::HeaderTooLarge);
+}
+
+}  // namespace
+
+void MIMEDecoder::readHeaders(HeaderMap& headers, std::istream& in) {
+    readHeaderBlock(headers, in, nullptr);
+}
+
+MIMEDecoder* MIMEDecoder::getDecoder(std::istream& in) { return build(in, nullptr); }
+
+namespace {
+
+enum class EntityKind { Text, Binary, Multipart, Message };
+
+EntityKind declaredKind(const HeaderMap& headers) {
+    const auto found = headers.find(u"Content-Type");
+    if (found == headers.end()) return EntityKind::Text;
+    const Zeb_String type = MIMEHeaderValue(found->second).getValue();
+    if (isName(type, u"multipart")) return EntityKind::Multipart;
+    if (isName(type, u"message")) return EntityKind::Message;
+    return isName(type, u"text") ? EntityKind::Text : EntityKind::Binary;
+}
+
+/// With a guard a container that lies too deep is taken as it is.
+EntityKind kindOf(const HeaderMap& headers, DecodeGuard* guard) {
+    const EntityKind kind = declaredKind(headers);
+    const bool isContainer = kind == EntityKind::Multipart || kind == EntityKind::Message;
+    if (guard == nullptr || !isContainer || !guard->isAtDepthLimit()) return kind;
+    guard->note(MIMEDefect::Kind::TooDeep);
+    return EntityKind::Binary;
+}
+
+}  // namespace
+
+template <typename Decoder>
+MIMEDecoder* MIMEDecoder::construct(const HeaderMap& headers, std::istream& in,
+                                    DecodeGuard* guard) {
+    if (guard == nullptr) return new Decoder(headers, in, nullptr);
+    const std::size_t place = guard->makePlace();
+    auto* const decoder = new Decoder(headers, in, guard);
+    guard->adopt(place, decoder);
+    return decoder;
+}
+
+MIMEDecoder* MIMEDecoder::build(std::istream& in, DecodeGuard* guard) {
+    HeaderMap headers;
+    readHeaderBlock(headers, in, guard);
+    switch (kindOf(headers, guard)) {
+        case EntityKind::Multipart:
+            return construct<MIMEMultipartDecoder>(headers, in, guard);
+        case EntityKind::Message:
+            return construct<RFC2822Decoder>(headers, in, guard);
+        case EntityKind::Text:
+            return construct<MIMETextDecoder>(headers, in, guard);
+        default:
+            return construct<MIMEBinaryDecoder>(headers, in, guard);
+    }
+}
+
+std::string MIMEDecoder::getRawHeader(const Zeb_String& name) const {
+    const auto found = headers_.find(name);
+    return found != headers_.end() ? found->second : std::string();
+}
+
+MIMEHeaderValue MIMEDecoder::getMIMEHeader(const Zeb_String& name,
+                                           const std::string& defaultValue) const {
+    const auto found = headers_.find(name);
+    return MIMEHeaderValue(found != headers_.end() ? found->second : defaultValue);
+}
+
+std::streambuf* MIMEDecoder::getTransferStreambuf() {
+    const Zeb_String encoding = getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
+    if (isName(encoding, u"base64")) return &base64_;
+    if (isName(encoding, u"quoted-printable")) return &quotedPrintable_;
+    return source_;  // kept: an encoding that is not known is read as it stands
+}
+
+std::string MIMEDecoder::readBody(std::streambuf* source) {
+    std::string body;
+    char block[1024];
+    for (std::streamsize count = 0; (count = source->sgetn(block, sizeof block)) > 0;)
+        body.append(block, static_cast<std::size_t>(count));
+    return body;
+}
+
+// ==== leaves
+
+MIMETextDecoder::MIMETextDecoder(const HeaderMap& headers, std::istream& in)
+    : MIMETextDecoder(headers, in, nullptr) {}
+
+MIMETextDecoder::MIMETextDecoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(headers, in),
+      charsetName_(getMIMEHeader(u"Content-Type", "").getParameter(u"charset", u"US-ASCII")) {
+    if (guard != nullptr && !charsetNamed(charsetName_).isKnown())
+        guard->note(MIMEDefect::Kind::UnknownCharset);
+    body_ = readBody(BodySource(*this, guard).get());
+}
+
+MIMETextDecoder::~MIMETextDecoder() = default;
+
+bool MIMETextDecoder::isText() const { return true; }
+MIMETextDecoder* MIMETextDecoder::getTextDecoder() { return this; }
+
+void MIMETextDecoder::getText(std::basic_ostream<unsigned short>& out) const {
+    Zeb_String text;
+    AdMbcsString::cvtToTchar(charsetNamed(charsetName_), body_.data(), body_.size(), text, 1);
+    out << text;
+}
+
+MIMEBinaryDecoder::MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in)
+    : MIMEBinaryDecoder(headers, in, nullptr) {}
+
+MIMEBinaryDecoder::MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(headers, in), body_(readBody(BodySource(*this, guard).get())) {}
+
+MIMEBinaryDecoder::~MIMEBinaryDecoder() = default;
+
+bool MIMEBinaryDecoder::isBinary() const { return true; }
+MIMEBinaryDecoder* MIMEBinaryDecoder::getBinaryDecoder() { return this; }
+
+// ==== multiparts
+
+namespace {
+
+void skipToEnd(std::streambuf& source) {
+    char block[100];
+    while (source.sgetn(block, sizeof block) > 0) {
+    }
+}
+
+/// Reads on to the next part: the rest of its delimiter line. False behind the last part.
+bool findPart(std::streambuf& source, DecodeGuard* guard) {
+    if (source.sgetc() == '-') {  // kept: one hyphen is taken for the close delimiter
+        skipToEnd(source);
+        return false;
+    }
+    for (;;) {
+        const int octet = source.sbumpc();
+        if (octet == '\n') return true;
+        // Kept: without a guard the end of the source is not looked for.
+        if (octet == endOfFile && guard != nullptr) {
+            guard->note(MIMEDefect::Kind::UnclosedMultipart);
+            return false;
+        }
+    }
+}
+
+}  // namespace
+
+MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in)
+    : MIMEMultipartDecoder(headers, in, nullptr) {}
+
+MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in,
+                                           DecodeGuard* guard)
+    : MIMEDecoder(headers, in) {
+    const BodySource body(*this, guard);
+    std::streambuf& source = *body.get();
+    const std::string delimiter = boundary();
+    if (delimiter.empty() && guard != nullptr) guard->note(MIMEDefect::Kind::NoBoundary);
+    {
+        multipartboundarybuf preamble(&source, delimiter);
+        skipToEnd(preamble);
+    }
+    while (findPart(source, guard)) {
+        if (guard != nullptr && guard->isAtEntityLimit()) {
+            skipToEnd(source);
+            break;
+        }
+        multipartboundarybuf part(&source, delimiter);
+        std::istream partIn(&part);
+        const DecodeGuard::Level level(guard, parts_.size() + 1);
+        parts_.push_back(build(partIn, guard));
+    }
+}
+
+MIMEMultipartDecoder::~MIMEMultipartDecoder() = default;
+
+bool MIMEMultipartDecoder::isMultipart() const { return true; }
+MIMEMultipartDecoder* MIMEMultipartDecoder::getMultipartDecoder() { return this; }
+
+std::string MIMEMultipartDecoder::boundary() const {
+    std::string octets;
+    asciiOctets(getMIMEHeader(u"Content-Type", "").getParameter(u"boundary", u""), octets);
+    return octets;
+}
+
+// ==== messages
+
+RFC2822Decoder::RFC2822Decoder(std::istream& in) : RFC2822Decoder(HeaderMap(), in, nullptr) {}
+
+RFC2822Decoder::RFC2822Decoder(const HeaderMap& headers, std::istream& in)
+    : RFC2822Decoder(headers, in, nullptr) {}
+
+RFC2822Decoder::RFC2822Decoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(headers, in) {
+    const BodySource body(*this, guard);
+    BlockSource message(body.get(), guard == nullptr ? &messageText_ : nullptr);
+    std::istream messageIn(&message);
+    if (guard != nullptr) guard->setInput(message);
+    {
+        const DecodeGuard::Level level(guard, 1);
+        entity_ = build(messageIn, guard);
+    }
+    message.drain();
+    if (guard != nullptr) guard->forgetInput(message);
+}
+
+RFC2822Decoder::~RFC2822Decoder() = default;
+
+bool RFC2822Decoder::isMessage() const { return true; }
+RFC2822Decoder* RFC2822Decoder::getMessageDecoder() { return this; }
+
+Zeb_String RFC2822Decoder::getHeader(const Zeb_String& name) const {
+    return decodeRFC2047Words(entity_->getRawHeader(name));
+}
+
+Zeb_String RFC2822Decoder::getSubject() const { return getHeader(u"Subject"); }
+Zeb_String RFC2822Decoder::getDate() const { return getHeader(u"Date"); }
+
+std::vector<RFC2822Address> RFC2822Decoder::parseAddressHeader(const Zeb_String& name) const {
+    return RFC2822Address::parseAddresses(entity_->getRawHeader(name));
+}
+
+RFC2822Address RFC2822Decoder::getSender() const {
+    for (const char16_t* name : {u"Sender", u"From"}) {
+        const std::vector<RFC2822Address> addresses = parseAddressHeader(name);
+        if (addresses.size() == 1) return addresses.front();
+    }
+    return {};
+}
+
+std::vector<RFC2822Address> RFC2822Decoder::getTo() const { return parseAddressHeader(u"To"); }
+std::vector<RFC2822Address> RFC2822Decoder::getCc() const { return parseAddressHeader(u"Cc"); }
