@@ -48,7 +48,7 @@ struct VTINETLIB_API MIMEDefect {
 
 // ==== internal to the library
 
-/// Hands on the octets of a buffer, which it reads in blocks of 1024, to its first empty block.
+/// Hands on the octets of a buffer, which it reads in blocks of 1024, up to the first empty one.
 class BlockSource : public std::streambuf {
   public:
     /// Appends all octets that it reads to `copy`, unless that is null.

@@ -606,6 +606,21 @@ MIMEDecoder* MIMEDecoder::build(std::istream& in, DecodeGuard* guard) {
     }
 }
 
+MIMEDecoder* MIMEDecoder::buildFrom(std::streambuf& source, DecodeGuard* guard) {
+    std::istream in(&source);
+    return build(in, guard);
+}
+
+/// With a guard each decoder reads its source to the end, so that blocks may be read ahead: else
+/// each octet would cost a call for each level that it lies deep.
+MIMEDecoder* MIMEDecoder::buildInBlocks(std::streambuf& source, DecodeGuard* guard) {
+    source.sgetc();  // as the plain decoders begin: a delimiter behind a line end is found then
+    BlockSource blocks(&source, nullptr);
+    MIMEDecoder* const decoder = buildFrom(blocks, guard);
+    blocks.drain();
+    return decoder;
+}
+
 std::string MIMEDecoder::getRawHeader(const Zeb_String& name) const {
     const auto found = headers_.find(name);
     return found != headers_.end() ? found->second : std::string();
@@ -715,10 +730,9 @@ MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istrea
             skipToEnd(source);
             break;
         }
-        multipartboundarybuf part(&source, delimiter);
-        std::istream partIn(&part);
         const DecodeGuard::Level level(guard, parts_.size() + 1);
-        parts_.push_back(build(partIn, guard));
+        multipartboundarybuf part(&source, delimiter);
+        parts_.push_back(guard == nullptr ? buildFrom(part, nullptr) : buildInBlocks(part, guard));
     }
 }
 

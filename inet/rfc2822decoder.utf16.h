@@ -195,6 +195,8 @@ class VTINETLIB_API MIMEDecoder {
     ~MIMEDecoder();
 
     VTINETLIB_HIDDEN static MIMEDecoder* build(std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN static MIMEDecoder* buildFrom(std::streambuf& source, DecodeGuard* guard);
+    VTINETLIB_HIDDEN static MIMEDecoder* buildInBlocks(std::streambuf& source, DecodeGuard* guard);
     template <typename Decoder>
     VTINETLIB_HIDDEN static MIMEDecoder* construct(const HeaderMap& headers, std::istream& in,
                                                    DecodeGuard* guard);

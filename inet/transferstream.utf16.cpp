@@ -6,7 +6,10 @@
 // wrapped buffer.
 #include "inet/transferstream.utf16.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <limits>
 #include <string_view>
 
 namespace {
@@ -352,6 +355,25 @@ dotstuffingbuf::int_type dotstuffingbuf::underflow() {
 
 // ==== multipart boundaries
 
+namespace {
+
+/// The octets that another buffer has at hand. Its accessors are protected, and reached as members
+/// of this class.
+class GetArea : public std::streambuf {
+  public:
+    static std::string_view of(std::streambuf& buffer) {
+        const char* const first = (buffer.*&GetArea::gptr)();
+        const char* const last = (buffer.*&GetArea::egptr)();
+        constexpr std::ptrdiff_t most = std::numeric_limits<int>::max();  // for gbump
+        return {first, static_cast<std::size_t>(std::min(last - first, most))};
+    }
+    static void take(std::streambuf& buffer, std::size_t count) {
+        (buffer.*&GetArea::gbump)(static_cast<int>(count));
+    }
+};
+
+}  // namespace
+
 multipartboundarybuf::multipartboundarybuf(std::streambuf* source, const std::string& boundary)
     : source_(source), delimiter_("\r\n--" + boundary) {}
 
@@ -373,6 +395,31 @@ multipartboundarybuf::int_type multipartboundarybuf::read(bool takes) {
     const int_type owed = Traits::to_int_type(delimiter_[replay_]);
     if (takes) ++replay_;
     return owed;
+}
+
+std::streamsize multipartboundarybuf::xsgetn(char* to, std::streamsize count) {
+    std::streamsize done = 0;
+    while (done < count) {
+        done += copyRun(to + done, count - done);
+        if (done == count) break;
+        const int_type octet = uflow();
+        if (octet == endOfFile) break;
+        to[done++] = Traits::to_char_type(octet);
+    }
+    return done;
+}
+
+/// Takes what the source has at hand up to the next line end; no octet of it can begin a delimiter.
+std::streamsize multipartboundarybuf::copyRun(char* to, std::streamsize count) {
+    if (atStart_ || replay_ < matched_ || matched_ == delimiter_.size()) return 0;
+    const std::string_view atHand = GetArea::of(*source_);
+    const std::string_view wanted = atHand.substr(0, static_cast<std::size_t>(count));
+    const std::size_t length = std::min(wanted.find_first_of("\r\n"), wanted.size());
+    if (length == 0) return 0;
+    wanted.copy(to, length);
+    GetArea::take(*source_, length);
+    matched_ = replay_ = 0;
+    return static_cast<std::streamsize>(length);
 }
 
 /// Takes as much of a delimiter as stands at the front of the source. Returns the octet that broke

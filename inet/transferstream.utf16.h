@@ -129,10 +129,12 @@ class VTINETLIB_API multipartboundarybuf : public std::streambuf {
     void imbue(const std::locale& locale) override;
     int_type underflow() override;
     int_type uflow() override;
+    std::streamsize xsgetn(char* to, std::streamsize count) override;
 
   private:
     VTINETLIB_HIDDEN int_type read(bool takes);
     VTINETLIB_HIDDEN int_type match();
+    VTINETLIB_HIDDEN std::streamsize copyRun(char* to, std::streamsize count);
 
     std::streambuf* source_;
     std::string delimiter_;
