@@ -392,13 +392,14 @@ TEST_P(MultipartBoundaryTexts, AgreeWithThePlainReaderInAllReads) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Length, MultipartBoundaryTexts,
-                         testing::Range(std::size_t{0}, std::size_t{7}));
+                         testing::Range(std::size_t{0}, std::size_t{6}));
 
-TEST(MultipartBoundaryModel, TextsOfSevenOctetsAgreeInReadsThatRepeat) {
+TEST(MultipartBoundaryModel, LongerTextsAgreeInReadsThatRepeat) {
     constexpr std::size_t period = 4;
-    for (const std::string& text : textsOf(7))
-        for (unsigned takes = 0; takes < 1U << period; ++takes)
-            ASSERT_EQ(difference(text, "b", takes, period, 18), "");
+    for (const std::size_t length : {6U, 7U})
+        for (const std::string& text : textsOf(length))
+            for (unsigned takes = 0; takes < 1U << period; ++takes)
+                ASSERT_EQ(difference(text, "b", takes, period, 18), "");
 }
 
 TEST(MultipartBoundaryModel, RandomTextsAndReadsAgreeForManyBoundaries) {
