@@ -1,0 +1,87 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Messages as Python's email package reads them and as ours does, in one form to compare.
+
+A reading is a dictionary: "1 subject", "1 from", "1 to", "1 cc" of the message, and for each entity
+"PATH type" and, of a leaf, "PATH octets". Paths are those that our decoder uses: "1" is the
+message's own entity, "1.2" the second part of it; an embedded message at "1.2" has its subject
+there and its entity at "1.2.1".
+"""
+
+import email
+import email.policy
+
+ADDRESS_FIELDS = ("from", "to", "cc")
+
+
+def theirs(octets):
+    """The reading of Python's email package."""
+    message = email.message_from_bytes(octets, policy=email.policy.default)
+    reading = {}
+    _add_their_message(message, "1", "1", reading)
+    return reading
+
+
+def ours(decoded):
+    """The reading that a line of decode_cases or fetch_cases holds."""
+    reading = {}
+    _add_our_message(decoded, "1", "1", reading)
+    return reading
+
+
+def differences(octets, decoded):
+    """{what: (ours, theirs)} for all that is read in two ways; None is nothing at all."""
+    our_reading, their_reading = ours(decoded), theirs(octets)
+    return {what: (our_reading.get(what), their_reading.get(what))
+            for what in our_reading.keys() | their_reading.keys()
+            if our_reading.get(what) != their_reading.get(what)}
+
+
+def _add_our_message(message, path, entity_path, reading):
+    reading[f"{path} subject"] = message["subject"]
+    for field in ADDRESS_FIELDS:
+        reading[f"{path} {field}"] = message[field]
+    _add_our_entity(message["tree"], entity_path, reading)
+
+
+def _add_our_entity(entity, path, reading):
+    reading[f"{path} type"] = entity["type"].lower()
+    if "message" in entity:
+        _add_our_message(entity["message"], path, f"{path}.1", reading)
+    elif "parts" in entity:
+        for number, part in enumerate(entity["parts"], 1):
+            _add_our_entity(part, f"{path}.{number}", reading)
+    else:
+        reading[f"{path} octets"] = entity["octets"]
+
+
+def _add_their_message(message, path, entity_path, reading):
+    reading[f"{path} subject"] = _their_text(message, "subject")
+    for field in ADDRESS_FIELDS:
+        reading[f"{path} {field}"] = _their_addresses(message, field)
+    _add_their_entity(message, entity_path, reading)
+
+
+def _add_their_entity(entity, path, reading):
+    reading[f"{path} type"] = entity.get_content_type()
+    if not entity.is_multipart():
+        reading[f"{path} octets"] = (entity.get_payload(decode=True) or b"").decode("latin-1")
+    elif entity.get_content_maintype() == "multipart":
+        for number, part in enumerate(entity.get_payload(), 1):
+            _add_their_entity(part, f"{path}.{number}", reading)
+    else:
+        _add_their_message(entity.get_payload(0), path, f"{path}.1", reading)
+
+
+def _their_text(message, field):
+    try:
+        return str(message[field] or "")
+    except Exception as error:  # whatever their parser fails with is what it makes of the field
+        return repr(error)
+
+
+def _their_addresses(message, field):
+    try:
+        return [[mailbox.display_name, mailbox.addr_spec]
+                for value in message.get_all(field, []) for mailbox in value.addresses]
+    except Exception as error:
+        return repr(error)
