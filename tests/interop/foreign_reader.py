@@ -29,11 +29,24 @@ def ours(decoded):
 
 
 def differences(octets, decoded):
-    """{what: (ours, theirs)} for all that is read in two ways; None is nothing at all."""
+    """{what: (ours, theirs)} for all that is read in two ways.
+
+    "tree" stands for the types of all entities; where it differs, the rest is compared as far as
+    it is there in both.
+    """
     our_reading, their_reading = ours(decoded), theirs(octets)
-    return {what: (our_reading.get(what), their_reading.get(what))
-            for what in our_reading.keys() | their_reading.keys()
-            if our_reading.get(what) != their_reading.get(what)}
+    found = {what: (our_reading[what], their_reading[what])
+             for what in our_reading.keys() & their_reading.keys()
+             if our_reading[what] != their_reading[what]}
+    trees = _tree(our_reading), _tree(their_reading)
+    return found | ({"tree": trees} if trees[0] != trees[1] else {})
+
+
+def _tree(reading):
+    """Path and type of each entity; a leaf has a star."""
+    return [what.removesuffix("type") + reading[what] +
+            ("*" if what.replace("type", "octets") in reading else "")
+            for what in sorted(reading) if what.endswith(" type")]
 
 
 def _add_our_message(message, path, entity_path, reading):
