@@ -56,8 +56,13 @@ std::string typeOf(const MIMEDecoder& entity) {
     return utf8(type.getValue()) + "/" + utf8(type.getSubvalue());
 }
 
+std::string fileNameOf(const MIMEDecoder& entity) {
+    const Zeb_String name = entity.getMIMEHeader(u"Content-Type", "").getParameter(u"name", u"");
+    return utf8(entity.getMIMEHeader(u"Content-Disposition", "").getParameter(u"filename", name));
+}
+
 json entityJson(MIMEDecoder& entity) {
-    json result = {{"type", typeOf(entity)}};
+    json result = {{"type", typeOf(entity)}, {"file name", fileNameOf(entity)}};
     if (MIMEMultipartDecoder* const multipart = entity.getMultipartDecoder()) {
         result["parts"] = json::array();
         for (MIMEDecoder* const part : multipart->getParts())

@@ -13,7 +13,7 @@
 ///     defects                    sentences
 ///     plain                      whether the plain decoder's result is the same; it is asked only
 ///                                where there is no defect
-/// An entity of the tree has a "type" and one of these:
+/// An entity of the tree has a "type", a "file name" and one of these:
 ///     parts                      array of entities
 ///     message                    subject, sender, from, to, cc and tree
 ///     octets                     after transfer decoding, each as the character of its number;

@@ -2,9 +2,9 @@
 """Messages as Python's email package reads them and as ours does, in one form to compare.
 
 A reading is a dictionary: "1 subject", "1 from", "1 to", "1 cc" of the message, and for each entity
-"PATH type" and, of a leaf, "PATH octets". Paths are those that our decoder uses: "1" is the
-message's own entity, "1.2" the second part of it; an embedded message at "1.2" has its subject
-there and its entity at "1.2.1".
+"PATH type" and "PATH file name", of a leaf "PATH octets" and of a text "PATH text". Paths are those
+that our decoder uses: "1" is the message's own entity, "1.2" the second part of it; an embedded
+message at "1.2" has its subject there and its entity at "1.2.1".
 """
 
 import email
@@ -32,12 +32,14 @@ def differences(octets, decoded):
     """{what: (ours, theirs)} for all that is read in two ways.
 
     "tree" stands for the types of all entities; where it differs, the rest is compared as far as
-    it is there in both.
+    it is there in both. A text is compared where its octets are the same.
     """
     our_reading, their_reading = ours(decoded), theirs(octets)
     found = {what: (our_reading[what], their_reading[what])
              for what in our_reading.keys() & their_reading.keys()
              if our_reading[what] != their_reading[what]}
+    for octets_differ in [what for what in found if what.endswith(" octets")]:
+        found.pop(octets_differ.replace("octets", "text"), None)
     trees = _tree(our_reading), _tree(their_reading)
     return found | ({"tree": trees} if trees[0] != trees[1] else {})
 
@@ -58,6 +60,7 @@ def _add_our_message(message, path, entity_path, reading):
 
 def _add_our_entity(entity, path, reading):
     reading[f"{path} type"] = entity["type"].lower()
+    reading[f"{path} file name"] = entity["file name"]
     if "message" in entity:
         _add_our_message(entity["message"], path, f"{path}.1", reading)
     elif "parts" in entity:
@@ -65,19 +68,26 @@ def _add_our_entity(entity, path, reading):
             _add_our_entity(part, f"{path}.{number}", reading)
     else:
         reading[f"{path} octets"] = entity["octets"]
+        if "text" in entity:
+            reading[f"{path} text"] = entity["text"]
 
 
 def _add_their_message(message, path, entity_path, reading):
-    reading[f"{path} subject"] = _their_text(message, "subject")
+    reading[f"{path} subject"] = _attempt(lambda: str(message["subject"] or ""))
     for field in ADDRESS_FIELDS:
-        reading[f"{path} {field}"] = _their_addresses(message, field)
+        reading[f"{path} {field}"] = _attempt(lambda: _their_addresses(message, field))
     _add_their_entity(message, entity_path, reading)
 
 
 def _add_their_entity(entity, path, reading):
     reading[f"{path} type"] = entity.get_content_type()
+    reading[f"{path} file name"] = _attempt(lambda: entity.get_filename(""))
     if not entity.is_multipart():
-        reading[f"{path} octets"] = (entity.get_payload(decode=True) or b"").decode("latin-1")
+        octets = entity.get_payload(decode=True) or b""
+        reading[f"{path} octets"] = octets.decode("latin-1")
+        if entity.get_content_maintype() == "text":
+            charset = entity.get_content_charset("ascii")
+            reading[f"{path} text"] = _attempt(lambda: octets.decode(charset, "replace"))
     elif entity.get_content_maintype() == "multipart":
         for number, part in enumerate(entity.get_payload(), 1):
             _add_their_entity(part, f"{path}.{number}", reading)
@@ -85,16 +95,14 @@ def _add_their_entity(entity, path, reading):
         _add_their_message(entity.get_payload(0), path, f"{path}.1", reading)
 
 
-def _their_text(message, field):
-    try:
-        return str(message[field] or "")
-    except Exception as error:  # whatever their parser fails with is what it makes of the field
-        return repr(error)
-
-
 def _their_addresses(message, field):
+    return [[mailbox.display_name, mailbox.addr_spec]
+            for value in message.get_all(field, []) for mailbox in value.addresses]
+
+
+def _attempt(read):
+    """What `read` returns, or what their parser fails with: that too is what it makes of it."""
     try:
-        return [[mailbox.display_name, mailbox.addr_spec]
-                for value in message.get_all(field, []) for mailbox in value.addresses]
+        return read()
     except Exception as error:
         return repr(error)

@@ -24,7 +24,7 @@ _libc = ctypes.CDLL(None, use_errno=True)
 #: Holds everything that is written here; in the machine itself the queues of its mail service.
 SCRATCH = pathlib.Path("/var/spool")
 #: Seconds for one run of a program.
-RUN_LIMIT = 120
+RUN_LIMIT = 300
 
 
 def enter():
