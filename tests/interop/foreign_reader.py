@@ -9,6 +9,8 @@ message at "1.2" has its subject there and its entity at "1.2.1".
 
 import email
 import email.policy
+from email.header import decode_header, make_header
+from email.utils import getaddresses
 
 ADDRESS_FIELDS = ("from", "to", "cc")
 
@@ -96,8 +98,10 @@ def _add_their_entity(entity, path, reading):
 
 
 def _their_addresses(message, field):
-    return [[mailbox.display_name, mailbox.addr_spec]
-            for value in message.get_all(field, []) for mailbox in value.addresses]
+    """By the package's older reader: the newer one parts the encoded words of a name by blanks."""
+    values = [value for name, value in message.raw_items() if name.lower() == field]
+    return [[str(make_header(decode_header(name))), address]
+            for name, address in getaddresses(values) if address]
 
 
 def _attempt(read):

@@ -190,6 +190,10 @@ class RetrievalTest(unittest.TestCase):
                     body="Grüße aus Köln: 7 € für 日本語.\n\nEnde")
         self.assertEqual(self.check_circle(mail), mail.body)
 
+    def test_full_circle_with_a_long_name(self):
+        mail = Mail(real_name="Очень длинное имя отправителя уведомлений " * 6 + "и конец")
+        self.assertEqual(self.check_circle(mail), mail.body.rstrip("\n"))
+
     def test_full_circle_in_quoted_printable(self):
         mail = Mail(subject="Предупреждение: диск почти полон, " * 12 + "日本語の件名です。",
                     body="Trailing blanks, kept by the encoding  \n = caffè " + "latte " * 40,
