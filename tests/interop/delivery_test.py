@@ -6,72 +6,25 @@ reads them. SERVERS is the folder that scripts/fetch-mail-servers fills, DELIVER
 that sends.
 """
 
-import dataclasses
 import email
 import email.policy
-import json
 import os
 import pathlib
-import re
 import signal
-import subprocess
 import sys
 import unittest
 
 import mail_servers
+import notification
 import private_machine
-from mail_servers import ADDRESS, ADDRESS_WITHOUT_8BITMIME, DOMAIN, SLOW_ADDRESS
+from mail_servers import ADDRESS_WITHOUT_8BITMIME, SLOW_ADDRESS
+from notification import Mail, address, with_longer_runs_of_dots
 
 MAILBOXES = ["alice", "bob", "carol", "dave", "erin", "frank"]
 #: Seconds for everything: less than what the test runner allows, so that this one tells why.
 TIME_LIMIT = 500
-#: Seconds for one mail.
-SEND_LIMIT = 120
 #: What a server writes into each copy about its own delivery of it.
 TRACE_FIELDS = {"return-path", "x-original-to", "delivered-to", "received"}
-SENDER = "notifier@origin.test"
-
-
-def address(name):
-    return f"{name}@{DOMAIN}"
-
-
-@dataclasses.dataclass
-class Mail:
-    """What goes in, in the words of AdMailMsg; recipients are names of mailboxes."""
-
-    to: tuple = ("alice",)
-    cc: tuple = ()
-    bcc: tuple = ()
-    subject: str = "A plain subject"
-    body: str = "A plain body.\n"
-    real_name: str = ""
-    charset: str = "UTF-8"
-    override_sender: str = ""
-    host: str = ADDRESS
-
-    @property
-    def recipients(self):
-        return self.to + self.cc + self.bcc
-
-    @property
-    def sender(self):
-        return self.override_sender or SENDER
-
-    def as_case(self):
-        return {
-            "settings": {"SMTPHost": self.host, "SendActive": "1", "ReplyTo": SENDER,
-                         "RealName": self.real_name, "Charset": self.charset},
-            "to": [address(name) for name in self.to],
-            "cc": [address(name) for name in self.cc],
-            "bcc": [address(name) for name in self.bcc],
-            "from": self.override_sender, "subject": self.subject, "body": self.body,
-        }
-
-
-def with_longer_runs_of_dots(text):
-    """What arrives: the library doubles all dots that begin a line, and servers drop one."""
-    return re.sub(r"^\.+", lambda run: "." * (2 * len(run[0]) - 1), text, flags=re.MULTILINE)
 
 
 class DeliveryTest(unittest.TestCase):
@@ -86,13 +39,7 @@ class DeliveryTest(unittest.TestCase):
 
     def deliver(self, mail):
         """The result of Deliver; afterwards the mail is in its mailboxes."""
-        case_file = private_machine.SCRATCH / "case.json"
-        case_file.write_text(json.dumps([mail.as_case()]), encoding="ascii")
-        user, group = private_machine.caller()
-        run = subprocess.run([self.program, case_file], user=user, group=group, text=True,
-                             extra_groups=[], stdout=subprocess.PIPE, timeout=SEND_LIMIT)
-        self.assertEqual(run.returncode, 0)
-        outcome = json.loads(run.stdout)[0]
+        outcome = notification.deliver(self.program, mail)
         self.reports = "\n".join(outcome["reports"])
         self.server.await_deliveries()
         return outcome["result"]
@@ -306,12 +253,7 @@ def main():
     signal.alarm(TIME_LIMIT)
     server_name, servers, program = sys.argv[1:4]
     kind = {"postfix": mail_servers.Postfix, "opensmtpd": mail_servers.OpenSmtpd}[server_name]
-    private_machine.furnish(pathlib.Path(servers).resolve() / server_name, kind.users)
-    settings = private_machine.SCRATCH / "settings"
-    settings.mkdir()
-    os.chown(settings, *private_machine.caller())
-    os.environ["VTINETLIB_SETTINGS_DIR"] = str(settings)
-
+    private_machine.furnish([pathlib.Path(servers).resolve() / server_name], kind.users)
     DeliveryTest.server = kind(MAILBOXES)
     DeliveryTest.program = program
     DeliveryTest.server.start()

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Postfix and OpenSMTPD, each set up to take mail for example.test into one Maildir per user.
+"""Postfix and OpenSMTPD, each set up to take mail for example.test into one Maildir per user, and
+Dovecot, which hands it out by POP3.
 
-Both listen on 127.0.0.1 as they are, on 127.0.0.2 without announcing 8BITMIME, and on 127.0.0.3
-behind a relay that takes in little at a time, so that clients have to wait for it. They run in
-the private view of the machine that private_machine.furnish() has made, and end with it.
+The two listen on 127.0.0.1 as they are, on 127.0.0.2 without announcing 8BITMIME, and on 127.0.0.3
+behind a relay that takes in little at a time, so that clients have to wait for it. All run in the
+private view of the machine that private_machine.furnish() has made, and end with it.
 """
 
 import os
@@ -27,21 +28,15 @@ MAILBOX_OWNER = "vmail"
 PATIENCE = 60
 
 
-class MailServer:
-    """What the two have in common."""
+class Server:
+    """A program that serves one folder of mailboxes."""
 
     #: The accounts that the server wants to find, by name.
     users = {}
     #: Runs the server in the foreground.
     command = []
-    #: Folders in which a mail lies between its acceptance and its delivery, in the order in which
-    #: it passes through them.
-    queues = []
-
-    def __init__(self, mailbox_names):
-        self.mailbox_names = mailbox_names
-        self.mailboxes = SCRATCH / "mailboxes"
-        self.log = SCRATCH / "server.log"
+    log = SCRATCH / "server.log"
+    mailboxes = SCRATCH / "mailboxes"
 
     def start(self):
         """Returns when the server greets at every address."""
@@ -50,14 +45,41 @@ class MailServer:
             self._process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL, stdout=log,
                                              stderr=log)
         self._complete()
-        _Relay(SLOW_ADDRESS, buffer_size=4096)
-        for address in (ADDRESS, ADDRESS_WITHOUT_8BITMIME, SLOW_ADDRESS):
-            self._await(lambda address=address: _greets(address), f"greeting from {address}")
 
     def empty_mailboxes(self):
         shutil.rmtree(self.mailboxes, ignore_errors=True)
-        self.mailboxes.mkdir()
-        shutil.chown(self.mailboxes, MAILBOX_OWNER, MAILBOX_OWNER)
+        _make_folder(self.mailboxes, MAILBOX_OWNER)
+
+    def _await(self, condition, what):
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            if self._process.poll() is not None:
+                self._fail(f"the server has ended ({self._process.returncode}) without {what}")
+            if time.monotonic() > deadline:
+                self._fail(f"no {what} within {PATIENCE} s")
+            time.sleep(0.01)
+
+    def _fail(self, reason):
+        raise AssertionError(f"{reason}; its log:\n{self.log.read_text(errors='replace')}")
+
+    def _prepare(self):
+        """Makes the folders and files that the server wants to find."""
+        raise NotImplementedError
+
+    def _complete(self):
+        """Adds to the running server what it has no setting for, and waits for its greetings."""
+        raise NotImplementedError
+
+
+class MailServer(Server):
+    """What Postfix and OpenSMTPD have in common."""
+
+    #: Folders in which a mail lies between its acceptance and its delivery, in the order in which
+    #: it passes through them.
+    queues = []
+
+    def __init__(self, mailbox_names):
+        self.mailbox_names = mailbox_names
 
     def await_deliveries(self):
         """Returns when every mail that the server has accepted is in its mailbox.
@@ -77,24 +99,10 @@ class MailServer:
     def _is_idle(self):
         return not any(files for queue in self.queues for _, _, files in os.walk(queue))
 
-    def _await(self, condition, what):
-        deadline = time.monotonic() + PATIENCE
-        while not condition():
-            if self._process.poll() is not None:
-                self._fail(f"the server has ended ({self._process.returncode}) without {what}")
-            if time.monotonic() > deadline:
-                self._fail(f"no {what} within {PATIENCE} s")
-            time.sleep(0.01)
-
-    def _fail(self, reason):
-        raise AssertionError(f"{reason}; its log:\n{self.log.read_text(errors='replace')}")
-
-    def _prepare(self):
-        """Makes the folders and files that the server wants to find."""
-        raise NotImplementedError
-
     def _complete(self):
-        """Adds to the running server what it has no setting for."""
+        _Relay(SLOW_ADDRESS, buffer_size=4096)
+        for address in (ADDRESS, ADDRESS_WITHOUT_8BITMIME, SLOW_ADDRESS):
+            self._await(lambda address=address: _greets(address), f"greeting from {address}")
 
 
 class Postfix(MailServer):
@@ -176,6 +184,40 @@ class OpenSmtpd(MailServer):
     def _complete(self):
         # OpenSMTPD always announces 8BITMIME: somebody has to keep it back.
         _Relay(ADDRESS_WITHOUT_8BITMIME, hidden_line=b"250-8BITMIME\r\n")
+        super()._complete()
+
+
+class Dovecot(Server):
+    """Every name is a user, with the password PASSWORD."""
+
+    PASSWORD = "secret"
+    users = {"dovecot": 61003, "dovenull": 61004, MAILBOX_OWNER: 61000}
+    command = ["/usr/sbin/dovecot", "-F"]
+    log = SCRATCH / "dovecot.log"
+
+    def _prepare(self):
+        etc = pathlib.Path("/etc/dovecot")
+        etc.mkdir(exist_ok=True)
+        (etc / "dovecot.conf").write_text(_unindented(f"""
+            protocols = pop3
+            listen = {ADDRESS}
+            ssl = no
+            disable_plaintext_auth = no
+            log_path = {self.log}
+            default_internal_group = dovecot
+            mail_location = maildir:{self.mailboxes}/%n
+            userdb {{
+              driver = static
+              args = uid={MAILBOX_OWNER} gid={MAILBOX_OWNER} home={self.mailboxes}/%n
+            }}
+            passdb {{
+              driver = static
+              args = password={self.PASSWORD}
+            }}
+            """))
+
+    def _complete(self):
+        self._await(lambda: _is_open(ADDRESS, 110), f"greeting from {ADDRESS}")
 
 
 class _Relay(socketserver.ThreadingTCPServer):
@@ -218,6 +260,14 @@ def _greets(address):
         with smtplib.SMTP(address, timeout=PATIENCE, local_hostname="localhost"):
             return True
     except (ConnectionRefusedError, smtplib.SMTPServerDisconnected):
+        return False
+
+
+def _is_open(address, port):
+    try:
+        with socket.create_connection((address, port), timeout=PATIENCE) as connection:
+            return connection.recv(3) == b"+OK"
+    except ConnectionRefusedError:
         return False
 
 

@@ -23,6 +23,8 @@ _libc = ctypes.CDLL(None, use_errno=True)
 
 #: Holds everything that is written here; in the machine itself the queues of its mail service.
 SCRATCH = pathlib.Path("/var/spool")
+#: Seconds for one run of a program.
+RUN_LIMIT = 300
 
 
 def enter():
@@ -44,15 +46,15 @@ def enter():
     sys.exit(subprocess.call(command + [sys.executable, "-B"] + sys.argv + [_INSIDE]))
 
 
-def furnish(packages, users):
-    """Lays the unpacked tree `packages` over the system and adds `users` (name: number).
+def furnish(trees, users):
+    """Lays the unpacked `trees` of packages over the system and adds `users` (name: number).
 
     A group of the same name and number comes with each user. Loopback is up afterwards.
     """
     _mount("tmpfs", SCRATCH, "mode=755")
     _mount("tmpfs", "/run", "mode=755")
-    _overlay("/usr", [packages / "usr", "/usr"])
-    _overlay("/var/lib", [packages / "var/lib", "/var/lib"])
+    _overlay("/usr", [tree / "usr" for tree in trees] + ["/usr"])
+    _overlay("/var/lib", [tree / "var/lib" for tree in trees] + ["/var/lib"])
     _overlay("/etc", ["/etc"])
     _write_system_files(users)
     _raise_loopback()
@@ -61,6 +63,22 @@ def furnish(packages, users):
 def caller():
     """The user and group who asked for this test, before any sudo."""
     return int(os.environ.get("SUDO_UID", 0)), int(os.environ.get("SUDO_GID", 0))
+
+
+def folder_of_caller(name):
+    """A folder in SCRATCH that the caller may write to; it may be there already."""
+    folder = SCRATCH / name
+    folder.mkdir(exist_ok=True)
+    os.chown(folder, *caller())
+    return folder
+
+
+def run_as_caller(command, **variables):
+    """What a program prints that runs as the caller with more environment; it has to succeed."""
+    user, group = caller()
+    run = subprocess.run(command, user=user, group=group, extra_groups=[], stdout=subprocess.PIPE,
+                         env=os.environ | variables, timeout=RUN_LIMIT, check=True)
+    return run.stdout
 
 
 def _keep_mounts_private():
@@ -112,7 +130,7 @@ def _write_system_files(users):
             "passwd", "group", "shadow", "hosts", "services", "protocols")),
         "protocols": "tcp 6 TCP\n",
         "resolv.conf": "",
-        "services": "smtp 25/tcp mail\n",
+        "services": "smtp 25/tcp mail\npop3 110/tcp\n",
     }
     for name, text in files.items():
         (etc / name).unlink(missing_ok=True)
