@@ -125,6 +125,18 @@ TEST(Hostile, MessagesNested100000Deep) {
     EXPECT_EQ(message.getDefects()[0].entity, "1" + repeated(".1", 99));
 }
 
+TEST(Hostile, MultipartsNested100000Deep) {
+    std::istringstream in(nestedMultiparts(100'000, "body"));
+    const GuardedMessage message(in);
+    EXPECT_EQ(depthOf(message.getMessage().getMessageEntity()), 99);
+    // One is too deep, those around it are cut off.
+    ASSERT_EQ(message.getDefectCount(), 100U);
+    EXPECT_EQ(message.getDefects()[0].kind, MIMEDefect::Kind::TooDeep);
+    EXPECT_EQ(message.getDefects()[0].entity, "1" + repeated(".1", 99));
+    EXPECT_EQ(message.getDefects()[99].kind, MIMEDefect::Kind::UnclosedMultipart);
+    EXPECT_EQ(message.getDefects()[99].entity, "1");
+}
+
 TEST(Hostile, FiveMillionEmptyParts) {
     EXPECT_EQ(
         withinMebibytes(
