@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+// Guarded decoding gives the plain tree where nothing is wrong with it: over messages that are
+// generated, and over damaged ones.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <random>
+#include <sstream>
+
+#include "tests/unit/entitydecoder/entity_fixtures.h"
+#include "tests/unit/guardedmessage/guarded_fixtures.h"
+#include "tests/unit/guardedmessage/tree_comparison.h"
+
+namespace {
+
+/// Makes messages that hold a bit of everything.
+class Generator {
+  public:
+    explicit Generator(unsigned seed) : random_(seed) {}
+
+    std::string message() {
+        const std::string text = "Subject: " + words(3) + "\n" + entity(0);
+        return oneOf(2) == 0 ? text : crlf(text);
+    }
+
+    /// `text` with some octets changed, left out or doubled.
+    std::string damaged(std::string text) {
+        for (std::size_t count = 1 + oneOf(3); count > 0; --count) {
+            const std::size_t place = oneOf(text.size());
+            if (oneOf(3) == 0)
+                text.erase(place, 1 + oneOf(4));
+            else if (oneOf(2) == 0)
+                text.insert(place, 1, "\r\n \t-:;=\"(b"[oneOf(11)]);
+            else
+                text.insert(place, text.substr(oneOf(text.size()), oneOf(40)));
+        }
+        return text;
+    }
+
+  private:
+    std::size_t oneOf(std::size_t count) { return random_() % count; }
+
+    template <std::size_t count>
+    std::string oneOf(const std::array<const char*, count>& texts) {
+        return texts[oneOf(count)];
+    }
+
+    std::string words(std::size_t most) {
+        static constexpr std::array<const char*, 9> some = {
+            "word", "caf\xC3\xA9", "=?utf-8?q?=C3=A9?=", "--", "a: b", "\"q q\"", "(c)", "x=", ""};
+        std::string text;
+        for (std::size_t count = oneOf(most + 1); count > 0; --count) text += oneOf(some) + ' ';
+        return text + "end";
+    }
+
+    std::string lines(std::size_t most) {
+        std::string text;
+        for (std::size_t count = oneOf(most); count > 0; --count) text += words(12) + '\n';
+        return text;
+    }
+
+    std::string fields() {
+        static constexpr std::array<const char*, 6> some = {
+            "X-A: a\n b\n", "x-a: c\n", "X-Empty:\n", "no colon\n", "X : y\n", "To: a@b,\n\tc@d\n"};
+        std::string text;
+        for (std::size_t count = oneOf(4); count > 0; --count) text += oneOf(some);
+        return text;
+    }
+
+    std::string entity(int depth) {
+        const std::size_t kind = oneOf(depth < 4 ? 6 : 3);
+        if (kind < 3) return fields() + leaf();
+        return fields() + (kind == 3 ? embedded(depth) : multipart(depth));
+    }
+
+    std::string leaf() {
+        static constexpr std::array<const char*, 6> types = {
+            "",
+            "Content-Type: text/plain; charset=utf-8\n",
+            "Content-Type: image/png\n",
+            "Content-Type: text/html; charset=x-own\n",
+            "Content-Type: text/plain; charset=gb2312\n",
+            "Content-Type: application/x; name*0*=utf-8''a; name*1=b\n"};
+        switch (oneOf(5)) {
+            case 0:
+                return oneOf(types) + "Content-Transfer-Encoding: base64\n\n" +
+                       repeated(repeated("QUJD", 19) + "\n", oneOf(60)) + "QQ==\n";
+            case 1:
+                return oneOf(types) + "Content-Transfer-Encoding: Quoted-Printable\n\n" +
+                       repeated("=C3=A9 some=\n more=20\n", oneOf(200)) + "end=3D\n";
+            case 2:
+                return oneOf(types) + "Content-Transfer-Encoding: x-own\n\n" + lines(5);
+            default:
+                return oneOf(types) + "\n" + lines(60);
+        }
+    }
+
+    std::string embedded(int depth) {
+        return "Content-Type: message/rfc822\n\nSubject: inner\n" + entity(depth + 1);
+    }
+
+    std::string multipart(int depth) {
+        const std::string boundary = "b" + std::to_string(next_++) + "x";
+        std::string text = "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\n\n";
+        // Directly behind an empty line a bare line feed hides the delimiter.
+        std::size_t count = oneOf(5);
+        text += count == 0 ? "preamble\n" : lines(3);
+        for (; count > 0; --count)
+            text += "\n--" + boundary + (oneOf(4) == 0 ? " \n" : "\n") + entity(depth + 1);
+        return text + "\n--" + boundary + "--\n" + lines(3);
+    }
+
+    std::mt19937 random_;
+    int next_ = 0;
+};
+
+TEST(SameTree, OfGeneratedMessages) {
+    for (unsigned seed = 0; seed < 500; ++seed)
+        EXPECT_TRUE(compareTrees(Generator(seed).message())) << seed;
+}
+
+TEST(SameTree, OfDamagedMessagesWhereThePlainDecodersEnd) {
+    int compared = 0;
+    for (unsigned seed = 0; seed < 1500; ++seed) {
+        Generator generator(seed);
+        compared += compareTrees(generator.damaged(generator.message())) ? 1 : 0;
+    }
+    EXPECT_GT(compared, 500);
+}
+
+/// Hands out one octet at each read, even when more are asked for.
+class OctetSource : public std::streambuf {
+  public:
+    explicit OctetSource(const std::string& text) : text_(text) {}
+
+  protected:
+    int_type underflow() override {
+        return next_ < text_.size() ? traits_type::to_int_type(text_[next_]) : traits_type::eof();
+    }
+    int_type uflow() override {
+        const int_type octet = underflow();
+        ++next_;
+        return octet;
+    }
+    std::streamsize xsgetn(char* octets, std::streamsize count) override {
+        return std::streambuf::xsgetn(octets, std::min<std::streamsize>(count, 1));
+    }
+
+  private:
+    const std::string& text_;
+    std::size_t next_ = 0;
+};
+
+TEST(SameTree, OfMessagesThatAreReadOctetByOctet) {
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        const std::string text = Generator(seed).message();
+        OctetSource source(text);
+        std::istream in(&source);
+        EXPECT_TRUE(dump(GuardedMessage(in).getMessage()) == guardedDump(text)) << seed;
+    }
+}
+
+}  // namespace
