@@ -9,3 +9,4 @@ void addSendCommand(CLI::App& program);
 void addSettingsCommand(CLI::App& program);
 void addSandboxCommand(CLI::App& program);
 void addDemoCommand(CLI::App& program);
+void addShowCommand(CLI::App& program);

@@ -45,6 +45,7 @@ void setUp(CLI::App& program) {
     program.require_subcommand(1);
     addSendCommand(program);
     addSettingsCommand(program);
+    addShowCommand(program);
     addSandboxCommand(program);
     addDemoCommand(program);
 }

@@ -136,7 +136,7 @@ TEST_F(Settings, AReaderThatHasGoneIsAnErrorAndNoSignal) {
 
 TEST(Program, HelpIsThereForEachCommand) {
     const std::vector<std::vector<std::string>> commands = {
-        {}, {"settings"}, {"settings", "set"}, {"send"}, {"sandbox"}, {"demo"}};
+        {}, {"settings"}, {"settings", "set"}, {"send"}, {"show"}, {"sandbox"}, {"demo"}};
     for (std::vector<std::string> arguments : commands) {
         arguments.emplace_back("--help");
         const Outcome run = vtmail(arguments);
@@ -162,6 +162,8 @@ TEST(Program, WhatItDoesNotKnowIsAUsageErrorInOneLine) {
         {{"settings", "set", "SMTPHost"}, "VALUE is required"},
         {{"send", "--fly"}, "--fly"},
         {{"send", "--body", "a", "--file", "b"}, "--body excludes --file"},
+        {{"show"}, "FILE is required"},
+        {{"show", "-", "--json", "--headers"}, "at most 1"},
         {{"sandbox", "--smtp-port", "70000"}, "--smtp-port"},
     };
     for (const auto& [arguments, words] : rows) {

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// A file descriptor with an owner.
+#pragma once
+
+#include <unistd.h>
+
+/// Closes its descriptor; -1 is none.
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ != -1) close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int number() const { return number_; }
+    bool isOpen() const { return number_ != -1; }
+
+  private:
+    int number_;
+};

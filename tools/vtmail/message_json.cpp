@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/vtmail/message_json.h"
+
+#include <nlohmann/json.hpp>
+
+#include "tools/vtmail/message_view.h"
+#include "tools/vtmail/text.h"
+
+using nlohmann::json;
+
+namespace {
+
+json headersOf(const MIMEDecoder& entity) {
+    json headers = json::object();
+    for (const auto& [name, raw] : entity.getHeaders())
+        headers[inSmallLetters(toUtf8(name))] = fieldValues(raw);
+    return headers;
+}
+
+json addressesOf(const RFC2822Decoder& message, const char16_t* field) {
+    json addresses = json::array();
+    for (const RFC2822Address& address : message.parseAddressHeader(field))
+        addresses.push_back(
+            {{"name", toUtf8(address.getName())}, {"address", toUtf8(address.getSMTPAddress())}});
+    return addresses;
+}
+
+const char* kindOf(const Entity& entity) {
+    if (entity.decoder->isMultipart()) return "multipart";
+    if (entity.decoder->isMessage()) return "message";
+    return entity.decoder->isText() ? "text" : "binary";
+}
+
+json treeOf(const Entity& entity) {
+    json node = {{"path", entity.path}, {"type", typeOf(entity)}, {"kind", kindOf(entity)}};
+    if (const std::string name = fileNameOf(entity); !name.empty()) node["fileName"] = name;
+    if (entity.decoder->isText()) node["charset"] = charsetOf(entity);
+    if (const RFC2822Decoder* const message = entity.decoder->getMessageDecoder())
+        node["headers"] = headersOf(*message->getMessageEntity());
+    if (isLeaf(entity)) {
+        node["size"] = contentOf(entity).size();
+        return node;
+    }
+    json& parts = node["parts"] = json::array();
+    for (const Entity& child : childrenOf(entity)) parts.push_back(treeOf(child));
+    return node;
+}
+
+const char* nameOf(MIMEDefect::Kind kind) {
+    switch (kind) {
+        case MIMEDefect::Kind::LineWithoutColon:
+            return "lineWithoutColon";
+        case MIMEDefect::Kind::HeaderTooLarge:
+            return "headerTooLarge";
+        case MIMEDefect::Kind::UnknownTransferEncoding:
+            return "unknownTransferEncoding";
+        case MIMEDefect::Kind::MalformedQuotedPrintable:
+            return "malformedQuotedPrintable";
+        case MIMEDefect::Kind::UnknownCharset:
+            return "unknownCharset";
+        case MIMEDefect::Kind::NoBoundary:
+            return "noBoundary";
+        case MIMEDefect::Kind::UnclosedMultipart:
+            return "unclosedMultipart";
+        case MIMEDefect::Kind::TooDeep:
+            return "tooDeep";
+        case MIMEDefect::Kind::TooManyEntities:
+            return "tooManyEntities";
+    }
+    return "unknown";
+}
+
+json defectsOf(const GuardedMessage& message) {
+    json defects = json::array();
+    for (const MIMEDefect& defect : message.getDefects())
+        defects.push_back({{"kind", nameOf(defect.kind)},
+                           {"entity", defect.entity},
+                           {"offset", defect.offset},
+                           {"description", defect.describe()}});
+    return defects;
+}
+
+}  // namespace
+
+std::string toJson(const GuardedMessage& message) {
+    const RFC2822Decoder& decoder = message.getMessage();
+    const json all = {
+        {"headers", headersOf(*decoder.getMessageEntity())},
+        {"addresses",
+         {{"from", addressesOf(decoder, u"From")},
+          {"sender", addressesOf(decoder, u"Sender")},
+          {"to", addressesOf(decoder, u"To")},
+          {"cc", addressesOf(decoder, u"Cc")}}},
+        {"tree", treeOf(rootOf(message))},
+        {"defects", defectsOf(message)},
+        {"defectCount", message.getDefectCount()},
+    };
+    // ASCII alone: control and direction characters of the mail are escapes in it.
+    return all.dump(/*indent=*/2, ' ', /*ensure_ascii=*/true);
+}
