@@ -182,7 +182,7 @@ void addFetchCommand(CLI::App& program) {
         ->excludes(maildir);
     command->add_flag("--delete", arguments->deletes, "delete at the server what is stored");
     command->add_flag("--quiet", arguments->isQuiet, "show no progress");
-    command->add_option("--timeout", mailbox.timeout, "seconds that the server may be silent")
+    command->add_option("--timeout", mailbox.timeout, "seconds that the server may take for a line")
         ->check(CLI::Range(1U, 86400U))
         ->capture_default_str();
     CLI::Option* trace =

@@ -56,10 +56,17 @@ Mailbox::Reports::~Reports() {
     AdDiagnostic::SetReporter({});
 }
 
-void Mailbox::trace(const Zeb_String& tag, const std::string& report) const {
-    const bool isMasked = !options_.tracesPassword && report.starts_with(passwordSent);
-    std::cerr << Printable(tag) << ": "
-              << (isMasked ? std::string(passwordSent) + "********" : shown(report)) << std::endl;
+/// The report without the password, which a server may also repeat.
+std::string Mailbox::masked(std::string report) const {
+    constexpr std::string_view mask = "********";
+    if (report.starts_with(passwordSent)) return std::string(passwordSent).append(mask);
+    if (step_ != "PASS" || !report.starts_with(received)) return report;
+    std::size_t at = received.size() + std::string_view("+OK").size();
+    while ((at = report.find(password_, at)) != std::string::npos) {
+        report.replace(at, password_.size(), mask);
+        at += mask.size();
+    }
+    return report;
 }
 
 void Mailbox::take(const std::string& report) {
@@ -130,8 +137,9 @@ Mailbox::Mailbox(const MailboxOptions& options)
     : options_(options),
       watchdog_(options.timeout),
       reports_([this](const Zeb_String& tag, const Zeb_String& message) {
-          const std::string report = toUtf8(message);
-          if (options_.traces) trace(tag, report);
+          std::string report = toUtf8(message);
+          if (!options_.tracesPassword) report = masked(std::move(report));
+          if (options_.traces) std::cerr << Printable(tag) << ": " << shown(report) << std::endl;
           take(report);
       }) {
     const Zeb_String port = fromUtf8(options_.port, "--port");
@@ -140,6 +148,7 @@ Mailbox::Mailbox(const MailboxOptions& options)
 
 void Mailbox::logIn(const std::string& user, const std::string& password) {
     watchdog_.feed();
+    password_ = password;
     if (client_.auth_pass(fromUtf8(user, "--user"), fromUtf8(password, "the password"))) return;
     if (!isRefused() || isForNow(words())) throw failure();
     throw Failure(EX_NOPERM, shown(options_.host) + ": refused user " + shown(user) + " (" +

@@ -27,7 +27,7 @@ class Mailbox {
     Mailbox(const Mailbox&) = delete;
     Mailbox& operator=(const Mailbox&) = delete;
 
-    /// Both are ASCII on one line.
+    /// Both are ASCII on one line, and not empty.
     void logIn(const std::string& user, const std::string& password);
     /// The number of messages.
     int count();
@@ -54,7 +54,7 @@ class Mailbox {
     };
 
     void take(const std::string& report);
-    void trace(const Zeb_String& tag, const std::string& report) const;
+    std::string masked(std::string report) const;
     bool isRefused() const;
     Failure failure() const;
     Failure connectFailure() const;
@@ -62,6 +62,7 @@ class Mailbox {
 
     MailboxOptions options_;
     Watchdog watchdog_;
+    std::string password_;
     std::string step_ = "the greeting";
     std::optional<std::string> reply_;  // to that step; none before it has come
     std::string lastFault_;             // of the socket

@@ -395,6 +395,15 @@ TEST_F(FetchAsking, ShowsWhatIsTypedAgainWhenASignalEndsIt) {
     }
 }
 
+TEST_F(FetchAsking, AsksAgainAfterItWasStopped) {
+    const pid_t program = startAtTerminal();
+    terminal_.screenUpTo(": ");
+    kill(program, SIGTSTP);  // which stops nothing here, where no shell could let it go on
+    EXPECT_THAT(terminal_.screenUpTo(": "), StartsWith("\r\nPassword of ines"));
+    terminal_.type("secret\n");
+    EXPECT_EQ(exitCodeOf(program), 0);
+}
+
 TEST_F(FetchAsking, NothingTypedIsNoPassword) {
     const pid_t program = startAtTerminal();
     terminal_.screenUpTo(": ");
@@ -448,6 +457,13 @@ TEST_F(Fetch, TraceMasksThePassword) {
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.err, HasSubstr("pop3client (vtinetlib.dll): POP3->USER ines\n"));
     EXPECT_THAT(run.err, HasSubstr("pop3client (vtinetlib.dll): POP3->PASS ********\n"));
+    EXPECT_THAT(run.err, Not(HasSubstr("secret")));
+}
+
+TEST_F(Fetch, AServerThatRepeatsThePasswordDoesNotShowIt) {
+    on(Step::Pass, Reply::say("-ERR no command PASS secret, secret\r\n"));
+    const Outcome run = vtmail(intoFolder({"--trace"}));
+    EXPECT_THAT(run.err, HasSubstr("(no command PASS ********, ********)"));
     EXPECT_THAT(run.err, Not(HasSubstr("secret")));
 }
 
