@@ -135,7 +135,8 @@ class EmlFolder : public MessageStore {
 bool renameNew(const std::string& from, const fs::path& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
     // Where the file system has no such call, as over a network, a link does the same.
-    if (errno == EINVAL && link(from.c_str(), to.c_str()) == 0) {
+    const bool isUnknown = errno == EINVAL || errno == ENOSYS;
+    if (isUnknown && link(from.c_str(), to.c_str()) == 0) {
         unlink(from.c_str());
         return true;
     }

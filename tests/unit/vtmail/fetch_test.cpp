@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail fetch: what it stores, deletes, shows and refuses.
 #include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sysexits.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -647,6 +652,44 @@ TEST_F(Fetch, AFullDiskAtTheLastOctetsIsNoticedToo) {
     EXPECT_EQ(run.exitCode, EX_IOERR);
     EXPECT_THAT(stored(), IsEmpty());
     EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
+/// As on a system where a system call fails in this way.
+std::function<void()> failing(unsigned int systemCall, unsigned int error) {
+    return [systemCall, error] {
+        sock_filter steps[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, systemCall, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        };
+        const sock_fprog program = {4, steps};
+        if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+            _exit(126);
+    };
+}
+
+TEST_F(Fetch, AFileThatCannotBeSyncedIsNotStored) {
+    fs::create_directory(folder());
+    expectFailure(vtmail(intoFolder({"--delete"}), {}, failing(SYS_fsync, EIO)), EX_IOERR,
+                  ": Input/output error; message 1 of 2 is not complete; 0 messages are stored, "
+                  "nothing is deleted at the server");
+    EXPECT_THAT(stored(), IsEmpty());
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+    EXPECT_FALSE(hasSent("DELE 1"));
+}
+
+TEST_F(FetchWatched, NothingIsReplacedWhereTheFileSystemKnowsOnlyLinks) {
+    for (const unsigned int error : {EINVAL, ENOSYS}) {
+        fs::remove_all(folder());
+        watch_->at("RETR 1", [&] { std::ofstream(folder() / "message-0001.eml") << "other"; });
+        const Outcome run = vtmail(intoFolder(), {}, failing(SYS_renameat2, error));
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", "other"),
+                                          Pair("message-0002.eml", firstFile),
+                                          Pair("message-0003.eml", secondFile)));
+    }
 }
 
 TEST_F(Fetch, AFolderThatCannotBeMadeIsNamed) {
