@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail fetch: what it stores, deletes, shows and refuses.
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sysexits.h>
 #include <termios.h>
@@ -20,6 +23,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "sandbox/server.h"
 #include "tests/support/private_network.h"
@@ -596,10 +600,61 @@ TEST_F(Fetch, SilenceInsteadOfAGoodbyeEndsToo) {
                   "at QUIT, the server was silent for 1 s");
 }
 
-TEST_F(Fetch, TheTimeIsThatOfEachStepAndNotOfAll) {
-    for (const Step step : {Step::User, Step::Pass, Step::Stat, Step::Retr})
-        on(step, Reply::usual().after(std::chrono::seconds(1)));
-    EXPECT_EQ(vtmail(intoFolder({"--timeout", "3"})).exitCode, 0);  // of at least 5
+TEST_F(Fetch, EachStepHasTheWholeTime) {
+    for (const Step step : {Step::User, Step::Pass})
+        on(step, Reply::usual().after(std::chrono::seconds(2)));
+    EXPECT_EQ(vtmail(intoFolder({"--timeout", "3"})).exitCode, 0);
+}
+
+/// Says these octets to its one client, a second before each, whatever the client says.
+class SlowServer {
+  public:
+    explicit SlowServer(std::vector<std::string> octets) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        inet_pton(AF_INET, privateAddress().c_str(), &address.sin_addr);
+        socklen_t length = sizeof address;
+        auto* generic = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(bind(listener_, generic, length), 0);
+        EXPECT_EQ(listen(listener_, 1), 0);
+        EXPECT_EQ(getsockname(listener_, generic, &length), 0);
+        port_ = std::to_string(ntohs(address.sin_port));
+        thread_ = std::thread([this, all = std::move(octets)] { talk(all); });
+    }
+    ~SlowServer() {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        close(listener_);
+    }
+    SlowServer(const SlowServer&) = delete;
+    SlowServer& operator=(const SlowServer&) = delete;
+
+    const std::string& port() const { return port_; }
+
+  private:
+    void talk(const std::vector<std::string>& all) const {
+        const int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        for (const std::string& octets : all) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            send(client, octets.data(), octets.size(), MSG_NOSIGNAL);
+        }
+        char said[512];
+        while (recv(client, said, sizeof said, 0) > 0) continue;
+        close(client);
+    }
+
+    int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::string port_;
+    std::thread thread_;
+};
+
+TEST_F(Fetch, EachLineOfAMessageHasTheWholeTime) {
+    const SlowServer server(
+        {"+OK\r\n+OK\r\n+OK\r\n+OK 1 9\r\n+OK\r\n", "a\r\n", "b\r\n", "c\r\n", ".\r\n+OK\r\n"});
+    const Outcome run = vtmail({"fetch", "--host", privateAddress(), "--port", server.port(),
+                                "--user", "ines", "--folder", folder().string(), "--timeout", "3"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", "a\nb\nc\n")));
 }
 
 TEST_F(Fetch, AServerThatIsNotThereIsSaid) {
@@ -645,6 +700,13 @@ TEST_F(Fetch, AFullDiskKeepsWhatCameAndDeletesNothing) {
                                       Pair("message-0002.eml", secondFile)));
     EXPECT_THAT(server_.mailbox(), SizeIs(3));
     EXPECT_FALSE(hasSent("DELE 3"));
+}
+
+TEST_F(Fetch, AFullDiskEndsTheReadingAtOnce) {
+    server_.addMessage("Subject: big\r\n\r\n" + std::string(300000, 'x') + "\r\n\r\n");
+    on(Step::Retr, Reply::usual().cutAfter(300038).thenFallSilent(), {.argument = "3"});
+    const Outcome run = vtmail(intoFolder({"--timeout", "2"}), {}, limitedTo(1000));
+    expectFailure(run, EX_IOERR, ": File too large; message 3 of 3 is not complete");
 }
 
 TEST_F(Fetch, AFullDiskAtTheLastOctetsIsNoticedToo) {
