@@ -222,6 +222,11 @@ TEST_F(Fetch, DeletesWhatIsStored) {
     EXPECT_THAT(server_.mailbox(), IsEmpty());
 }
 
+/// A shell lets what it starts in the background ignore some.
+void listenToEndSignals() {
+    for (const int each : {SIGHUP, SIGINT, SIGTERM}) signal(each, SIG_DFL);
+}
+
 /// Looks, once, at what there is when a command reaches the server.
 class Watch {
   public:
@@ -287,7 +292,8 @@ TEST_F(FetchWatched, ASignalThatEndsItLeavesNoPartialFile) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         std::promise<void> asked;
         watch_->at("RETR 1", [&] { asked.set_value(); });
-        const pid_t program = start(intoFolder(), STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO);
+        const pid_t program =
+            start(intoFolder(), STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, listenToEndSignals);
         ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
         kill(program, signal);
         EXPECT_EQ(exitCodeOf(program), -signal);
@@ -367,6 +373,7 @@ class FetchAsking : public Fetch {
   protected:
     pid_t startAtTerminal() const {
         return start(intoFolder({"--quiet"}), STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, [this] {
+            listenToEndSignals();
             setsid();
             ioctl(terminal_.descriptor(), TIOCSCTTY, 0);
         });
