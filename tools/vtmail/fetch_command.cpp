@@ -38,12 +38,10 @@ class Refusals {
             text_ += (text_.empty() ? "" : "; ") + what + " (" + words + ")";
     }
 
-    void throwIfAny(const std::string& host) const {
-        if (count_ == 0) return;
+    bool isAny() const { return count_ > 0; }
+    std::string text() const {
         const int more = count_ - std::min(count_, shownAtMost);
-        throw Failure(EX_UNAVAILABLE,
-                      shown(host) + ": refused " + text_ +
-                          (more > 0 ? "; and " + std::to_string(more) + " more" : ""));
+        return "refused " + text_ + (more > 0 ? "; and " + std::to_string(more) + " more" : "");
     }
 
   private:
@@ -69,7 +67,8 @@ class Fetch {
         }
         end();
         progress_.finish();
-        refusals_.throwIfAny(arguments_.mailbox.host);
+        if (refusals_.isAny())
+            throw Failure(EX_UNAVAILABLE, shown(arguments_.mailbox.host) + ": " + refusals_.text());
     }
 
   private:
@@ -112,6 +111,7 @@ class Fetch {
         std::string text = failure.what() + incomplete + "; " + counted(stored_) +
                            (stored_ == 1 ? " is" : " are") + " stored";
         if (arguments_.deletes) text += ", nothing is deleted at the server";
+        if (refusals_.isAny()) text += "; " + refusals_.text();
         return {failure.exitCode(), text};
     }
 
@@ -121,9 +121,10 @@ class Fetch {
             mailbox_.end();
         } catch (const Failure& failure) {
             if (deleted_ == 0) return;
-            throw Failure(failure.exitCode(),
-                          failure.what() + std::string("; ") + counted(stored_) +
-                              " stored, which may not be deleted at the server");
+            std::string text = failure.what() + std::string("; ") + counted(stored_) +
+                               " stored, which may not be deleted at the server";
+            if (refusals_.isAny()) text += "; " + refusals_.text();
+            throw Failure(failure.exitCode(), text);
         }
     }
 

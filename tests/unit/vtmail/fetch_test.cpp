@@ -509,6 +509,22 @@ TEST_F(Fetch, ARefusedMessageIsNamedAndTheOthersCome) {
     EXPECT_THAT(server_.mailbox(), ElementsAre(second));
 }
 
+TEST_F(Fetch, ALostConnectionDoesNotHideARefusal) {
+    on(Step::Retr, Reply::say("-ERR broken\r\n"), {.argument = "1"});
+    on(Step::Retr, Reply::close(), {.argument = "2"});
+    expectFailure(vtmail(intoFolder()), EX_TEMPFAIL,
+                  "message 2 of 2 is not complete; 0 messages are stored; "
+                  "refused message 1 (broken)");
+}
+
+TEST_F(Fetch, AMissingGoodbyeDoesNotHideARefusal) {
+    on(Step::Retr, Reply::say("-ERR broken\r\n"), {.argument = "1"});
+    on(Step::Quit, Reply::close());
+    expectFailure(vtmail(intoFolder({"--delete"})), EX_TEMPFAIL,
+                  "may not be deleted at the server; refused message 1 (broken)");
+    expectFailure(vtmail(intoFolder()), EX_UNAVAILABLE, "refused message 1 (broken)");
+}
+
 TEST_F(Fetch, ManyRefusalsStillMakeALine) {
     on(Step::Stat, Reply::say("+OK 30 9999\r\n"));
     on(Step::Retr, Reply::say("-ERR no\r\n"));
