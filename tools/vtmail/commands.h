@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 void addSendCommand(CLI::App& program);
+void addFetchCommand(CLI::App& program);
 void addSettingsCommand(CLI::App& program);
 void addSandboxCommand(CLI::App& program);
 void addDemoCommand(CLI::App& program);

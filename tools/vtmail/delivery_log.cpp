@@ -6,41 +6,17 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <utility>
 
+#include "tools/vtmail/connection_fault.h"
 #include "tools/vtmail/text.h"
 
 namespace {
 
 constexpr std::string_view sent = "SMTP->";
 constexpr std::string_view received = "SMTP<-";
-
-/// The number at the end of a report such as "recv() failed (104)".
-int numberAtEnd(const std::string& report) {
-    const std::size_t open = report.rfind('(');
-    return open == std::string::npos ? 0 : std::atoi(report.c_str() + open + 1);
-}
-
-/// What a report about the socket means.
-std::string meaning(const std::string& report) {
-    if (report.empty()) return "the server closed the connection";
-    if (report == "select timed out") return "the server did not answer in time";
-    const int number = numberAtEnd(report);
-    // Behind send() it may be the number of octets that were taken.
-    if (strerrorname_np(number) == nullptr) return "the connection was lost: it is stuck";
-    return std::string("the connection was lost: ") + std::strerror(number);
-}
-
-/// At most about 400 octets, UTF-8 as before.
-std::string shortened(const std::string& text) {
-    std::size_t length = 400;
-    if (text.size() <= length) return text;
-    while ((text[length] & 0xC0) == 0x80) --length;
-    return text.substr(0, length) + "...";
-}
 
 }  // namespace
 
@@ -173,7 +149,7 @@ class DeliveryLog::Explanation {
     void takeFault(const std::string& step) {
         if (isLost_) return;
         isLost_ = true;
-        say("at " + step + ", " + meaning(fault_));
+        say("at " + step + ", " + meaningOf(fault_));
         setExitCode(EX_TEMPFAIL);
     }
 

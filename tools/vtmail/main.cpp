@@ -44,6 +44,7 @@ void setUp(CLI::App& program) {
     program.set_version_flag("--version", "vtmail " VTMAIL_VERSION);
     program.require_subcommand(1);
     addSendCommand(program);
+    addFetchCommand(program);
     addSettingsCommand(program);
     addShowCommand(program);
     addSandboxCommand(program);

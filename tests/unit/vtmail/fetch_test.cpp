@@ -1,0 +1,820 @@
+// SPDX-License-Identifier: Apache-2.0
+// vtmail fetch: what it stores, deletes, shows and refuses.
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sysexits.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "sandbox/server.h"
+#include "tests/support/private_network.h"
+#include "tests/unit/host/child_process.h"
+#include "tests/unit/vtmail/program.h"
+#include "tests/unit/vtmail/terminal.h"
+
+namespace {
+
+using sandbox::Reply;
+using sandbox::Service;
+using sandbox::Step;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::Pair;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+const std::string first = "Subject: one\r\n\r\nhello\r\n";
+const std::string second = "Subject: two\r\n\r\nworld\r\n";
+const std::string firstFile = "Subject: one\n\nhello\n";
+const std::string secondFile = "Subject: two\n\nworld\n";
+
+sandbox::ServerOptions guarded() {
+    sandbox::ServerOptions options;
+    options.address = privateAddress();
+    options.pop3User = "ines";
+    options.pop3Password = "secret";
+    return options;
+}
+
+/// A mailbox with two messages, and a folder for them.
+class Fetch : public ::testing::Test {
+  protected:
+    explicit Fetch(sandbox::ServerOptions options = guarded()) : server_(std::move(options)) {
+        server_.addMessage(first);
+        server_.addMessage(second);
+    }
+
+    fs::path folder() const { return scratch_.path() / "mail"; }
+
+    std::vector<std::string> withHost(const std::vector<std::string>& more) const {
+        std::vector<std::string> all = {
+            "fetch",  "--host", privateAddress(), "--port", std::to_string(server_.pop3Port()),
+            "--user", "ines"};
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+    std::vector<std::string> intoFolder(const std::vector<std::string>& more = {}) const {
+        std::vector<std::string> all = withHost({"--folder", folder().string()});
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+
+    /// The files in a folder, by their names.
+    static std::map<std::string, std::string> filesIn(const fs::path& folder) {
+        std::map<std::string, std::string> files;
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(file), {}};
+        }
+        return files;
+    }
+    std::map<std::string, std::string> stored() const { return filesIn(folder()); }
+
+    static void expectFailure(const Outcome& run, int exitCode, const std::string& words) {
+        EXPECT_EQ(run.exitCode, exitCode) << run.err;
+        EXPECT_THAT(run.err, AllOf(StartsWith("vtmail: "), HasSubstr(words)));
+        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+    }
+
+    std::string passwordFile(const std::string& octets, mode_t mode = 0600) const {
+        const fs::path file = scratch_.path() / "password";
+        std::ofstream(file, std::ios::binary) << octets;
+        fs::permissions(file, static_cast<fs::perms>(mode));
+        return file.string();
+    }
+
+    bool hasSent(const std::string& command) const {
+        for (const sandbox::Line& line : server_.transcript())
+            if (line.side == sandbox::Line::Side::Client && line.text == command) return true;
+        return false;
+    }
+
+    void on(Step step, const Reply& reply, const sandbox::When& when = {}) {
+        server_.on(Service::Pop3, step, reply, when);
+    }
+
+    ScopedEnvironment password_{"VTMAIL_PASSWORD", "secret"};
+    SettingsFolder scratch_;
+    sandbox::Server server_;
+};
+
+// ---- what is stored
+
+TEST_F(Fetch, StoresEachMessageAsAFileInAFolder) {
+    const Outcome run = vtmail(intoFolder());
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_THAT(run.err, IsEmpty());
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", firstFile),
+                                      Pair("message-0002.eml", secondFile)));
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
+TEST_F(Fetch, GoesOnFromTheHighestNumber) {
+    fs::create_directory(folder());
+    std::ofstream(folder() / "message-0007.eml") << "old";
+    EXPECT_EQ(vtmail(intoFolder()).exitCode, 0);
+    EXPECT_THAT(stored(),
+                ElementsAre(Pair("message-0007.eml", "old"), Pair("message-0008.eml", firstFile),
+                            Pair("message-0009.eml", secondFile)));
+}
+
+TEST_F(Fetch, StoresIntoTheNewFolderOfAMaildir) {
+    const Outcome run = vtmail(withHost({"--maildir", (folder() / "deep").string()}));
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    const std::map<std::string, std::string> files = filesIn(folder() / "deep" / "new");
+    ASSERT_THAT(files, SizeIs(2));
+    std::vector<std::string> texts;
+    for (const auto& [name, text] : files) {
+        EXPECT_THAT(name, MatchesRegex("[0-9]+\\.M[0-9]+P[0-9]+Q[0-9]+\\.[^:/]+"));
+        texts.push_back(text);
+    }
+    EXPECT_THAT(texts, ::testing::UnorderedElementsAre(firstFile, secondFile));
+    EXPECT_TRUE(fs::is_empty(folder() / "deep" / "tmp"));
+    EXPECT_TRUE(fs::is_empty(folder() / "deep" / "cur"));
+}
+
+TEST_F(Fetch, EachMessageInAMaildirHasANameOfItsOwn) {
+    for (int round = 1; round <= 3; ++round)
+        EXPECT_EQ(vtmail(withHost({"--maildir", folder().string()})).exitCode, 0);
+    EXPECT_THAT(filesIn(folder() / "new"), SizeIs(6));
+}
+
+TEST_F(Fetch, NobodyElseMayReadTheMail) {
+    EXPECT_EQ(vtmail(intoFolder()).exitCode, 0);
+    EXPECT_EQ(fs::status(folder()).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(folder() / "message-0001.eml").permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
+}
+
+struct Text {
+    const char* name;
+    std::string sent;
+    std::string stored;
+};
+
+void PrintTo(const Text& row, std::ostream* out) { *out << row.name; }
+
+class FetchedText : public Fetch, public ::testing::WithParamInterface<Text> {};
+
+TEST_P(FetchedText, HasLinesWithoutTrailingBlanks) {
+    server_.addMessage(GetParam().sent);
+    EXPECT_EQ(vtmail(intoFolder()).exitCode, 0);
+    EXPECT_EQ(stored()["message-0003.eml"], GetParam().stored);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, FetchedText,
+                         ::testing::Values(Text{"Blanks", "a \t\r\n b\r\n", "a\n b\n"},
+                                           Text{"BlankLines", "a\r\n\r\n  \t\r\nb\r\n",
+                                                "a\n\n\nb\n"},
+                                           Text{"BlankLineAtTheEnd", "a\r\n\r\n", "a\n\n"},
+                                           Text{"Dots", ".\r\n..a\r\n.b\r\n", ".\n..a\n.b\n"},
+                                           Text{"Octets", std::string("\xFF\x00\xE9\r\n", 5),
+                                                std::string("\xFF\x00\xE9\n", 4)},
+                                           Text{"ALongLine", std::string(200000, 'x') + "\r\n",
+                                                std::string(200000, 'x') + "\n"}),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(Fetch, AnEmptyMailboxIsNoFailure) {
+    on(Step::Stat, Reply::say("+OK 0 0\r\n"));
+    const Outcome run = vtmail(intoFolder());
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, "no messages\n");
+}
+
+TEST_F(Fetch, AManyMessagesLongMailboxIsStoredWhole) {
+    for (int i = 0; i < 200; ++i) server_.addMessage(first);
+    EXPECT_EQ(vtmail(intoFolder({"--quiet"})).exitCode, 0);
+    EXPECT_THAT(stored(), SizeIs(202));
+}
+
+// ---- what is deleted
+
+TEST_F(Fetch, DeletesWhatIsStored) {
+    const Outcome run = vtmail(intoFolder({"--delete"}));
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_THAT(stored(), SizeIs(2));
+    EXPECT_THAT(server_.mailbox(), IsEmpty());
+}
+
+/// A shell lets what it starts in the background ignore some.
+void listenToEndSignals() {
+    for (const int each : {SIGHUP, SIGINT, SIGTERM}) signal(each, SIG_DFL);
+}
+
+/// Looks, once, at what there is when a command reaches the server.
+class Watch {
+  public:
+    void at(const std::string& command, std::function<void()> look) {
+        const std::scoped_lock lock(mutex_);
+        command_ = command;
+        look_ = std::move(look);
+    }
+    void take(const sandbox::Line& line) {
+        const std::scoped_lock lock(mutex_);
+        if (!look_ || line.text != command_) return;
+        look_();
+        look_ = {};
+    }
+
+  private:
+    std::mutex mutex_;
+    std::string command_;
+    std::function<void()> look_;
+};
+
+class FetchWatched : public Fetch {
+  protected:
+    FetchWatched() : FetchWatched(std::make_shared<Watch>()) {}
+
+    std::shared_ptr<Watch> watch_;
+
+  private:
+    explicit FetchWatched(const std::shared_ptr<Watch>& watch)
+        : Fetch(observed(watch)), watch_(watch) {}
+
+    static sandbox::ServerOptions observed(const std::shared_ptr<Watch>& watch) {
+        sandbox::ServerOptions options = guarded();
+        options.observer = [watch](const sandbox::Line& line) { watch->take(line); };
+        return options;
+    }
+};
+
+TEST_F(FetchWatched, DeletesAMessageOnlyOnceItsFileIsThere) {
+    std::string text;
+    watch_->at("DELE 2", [&] { text = stored()["message-0002.eml"]; });
+    EXPECT_EQ(vtmail(intoFolder({"--delete"})).exitCode, 0);
+    EXPECT_EQ(text, secondFile);
+}
+
+TEST_F(FetchWatched, AMessageThatIsComingHasNoFinalName) {
+    std::map<std::string, std::string> files;
+    watch_->at("RETR 1", [&] { files = stored(); });
+    EXPECT_EQ(vtmail(intoFolder()).exitCode, 0);
+    EXPECT_THAT(files, ElementsAre(Pair(StartsWith(".vtmail-"), "")));
+}
+
+TEST_F(FetchWatched, AFileThatAppearsMeanwhileIsNotReplaced) {
+    watch_->at("RETR 1", [&] { std::ofstream(folder() / "message-0001.eml") << "other"; });
+    EXPECT_EQ(vtmail(intoFolder()).exitCode, 0);
+    EXPECT_THAT(stored(),
+                ElementsAre(Pair("message-0001.eml", "other"), Pair("message-0002.eml", firstFile),
+                            Pair("message-0003.eml", secondFile)));
+}
+
+TEST_F(FetchWatched, ASignalThatEndsItLeavesNoPartialFile) {
+    on(Step::Retr, Reply::usual().cutAfter(30).thenFallSilent());
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        std::promise<void> asked;
+        watch_->at("RETR 1", [&] { asked.set_value(); });
+        const pid_t program =
+            start(intoFolder(), STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, listenToEndSignals);
+        ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+        kill(program, signal);
+        EXPECT_EQ(exitCodeOf(program), -signal);
+        EXPECT_THAT(stored(), IsEmpty());
+    }
+}
+
+TEST_F(Fetch, ARefusedDeletionIsSaid) {
+    on(Step::Dele, Reply::say("-ERR locked\r\n"), {.argument = "1"});
+    expectFailure(vtmail(intoFolder({"--delete"})), EX_UNAVAILABLE,
+                  "refused to delete message 1 (locked)");
+    EXPECT_THAT(stored(), SizeIs(2));
+    EXPECT_THAT(server_.mailbox(), ElementsAre(first));
+}
+
+TEST_F(Fetch, ADeletionThatTheServerDoesNotConfirmIsSaid) {
+    on(Step::Quit, Reply::say("-ERR not all\r\n"));
+    expectFailure(vtmail(intoFolder({"--delete"})), EX_UNAVAILABLE,
+                  "refused QUIT (not all); 2 messages stored, which may not be deleted");
+}
+
+TEST_F(Fetch, AServerThatOnlyFailsToSayGoodbyeIsNoFailure) {
+    on(Step::Quit, Reply::close());
+    EXPECT_EQ(vtmail(intoFolder()).exitCode, 0);
+}
+
+// ---- the password
+
+TEST_F(Fetch, TakesThePasswordFromAFile) {
+    const ScopedEnvironment none("VTMAIL_PASSWORD", std::nullopt);
+    for (const char* octets : {"secret", "secret\n", "secret\r\n", "secret\nmore\n"}) {
+        const Outcome run = vtmail(intoFolder({"--password-file", passwordFile(octets)}));
+        EXPECT_EQ(run.exitCode, 0) << octets << run.err;
+    }
+}
+
+TEST_F(Fetch, RefusesAPasswordFileThatOthersMayRead) {
+    for (const mode_t mode : {0640, 0604})
+        expectFailure(vtmail(intoFolder({"--password-file", passwordFile("secret", mode)})),
+                      EX_NOPERM, "may be read by others; chmod 600 ");
+    EXPECT_THAT(server_.transcript(), IsEmpty());
+}
+
+TEST_F(Fetch, AMissingPasswordFileIsNamed) {
+    for (const char* file : {"/nowhere\x1B", ""})
+        expectFailure(vtmail(intoFolder({"--password-file", file})), EX_NOINPUT, "No such file");
+}
+
+TEST_F(Fetch, APasswordThatCannotBeSentIsRefusedAndNotShown) {
+    for (const char* octets : {"k\xC3\xB6nig\n", "ab\rcd\n", "\n"}) {
+        const Outcome run = vtmail(intoFolder({"--password-file", passwordFile(octets)}));
+        expectFailure(run, EX_DATAERR, "the password ");
+        EXPECT_THAT(run.err, AllOf(Not(HasSubstr("nig")), Not(HasSubstr("cd"))));
+    }
+    EXPECT_THAT(server_.transcript(), IsEmpty());
+}
+
+TEST_F(Fetch, WithoutATerminalAPasswordHasToBeGiven) {
+    const ScopedEnvironment none("VTMAIL_PASSWORD", std::nullopt);
+    expectFailure(vtmail(intoFolder(), {}, [] { setsid(); }), EX_USAGE,
+                  "--password-file FILE or set VTMAIL_PASSWORD");
+}
+
+TEST_F(Fetch, AWrongPasswordIsSaidInTheWordsOfTheServer) {
+    const ScopedEnvironment wrong("VTMAIL_PASSWORD", "guess");
+    expectFailure(vtmail(intoFolder()), EX_NOPERM, "refused user ines (wrong name or password)");
+    EXPECT_THAT(stored(), IsEmpty());
+}
+
+TEST_F(Fetch, AMailboxInUseIsARefusalForNow) {
+    on(Step::Pass, Reply::say("-ERR [IN-USE] locked\r\n"));
+    expectFailure(vtmail(intoFolder()), EX_TEMPFAIL, "refused PASS ([IN-USE] locked)");
+}
+
+/// A program that asks at a terminal of its own.
+class FetchAsking : public Fetch {
+  protected:
+    pid_t startAtTerminal() const {
+        return start(intoFolder({"--quiet"}), STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, [this] {
+            listenToEndSignals();
+            setsid();
+            ioctl(terminal_.descriptor(), TIOCSCTTY, 0);
+        });
+    }
+    bool echoes() const {
+        termios state = {};
+        EXPECT_EQ(tcgetattr(terminal_.descriptor(), &state), 0);
+        return (state.c_lflag & ECHO) != 0;
+    }
+
+    ScopedEnvironment none_{"VTMAIL_PASSWORD", std::nullopt};
+    Terminal terminal_;
+};
+
+TEST_F(FetchAsking, AsksForThePasswordAndDoesNotShowIt) {
+    const pid_t program = startAtTerminal();
+    const std::string prompt = "Password of ines at " + privateAddress() + ": ";
+    EXPECT_EQ(terminal_.screenUpTo(prompt), prompt);
+    EXPECT_FALSE(echoes());
+    terminal_.type("secret\n");
+    EXPECT_EQ(terminal_.screenUpTo("\n"), "\r\n");
+    EXPECT_EQ(exitCodeOf(program), 0);
+    EXPECT_TRUE(echoes());
+    EXPECT_THAT(stored(), SizeIs(2));
+}
+
+TEST_F(FetchAsking, ShowsWhatIsTypedAgainWhenASignalEndsIt) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const pid_t program = startAtTerminal();
+        terminal_.screenUpTo(": ");
+        EXPECT_FALSE(echoes());
+        kill(program, signal);
+        EXPECT_EQ(exitCodeOf(program), -signal);
+        EXPECT_TRUE(echoes());
+    }
+}
+
+TEST_F(FetchAsking, AsksAgainAfterItWasStopped) {
+    const pid_t program = startAtTerminal();
+    terminal_.screenUpTo(": ");
+    kill(program, SIGTSTP);  // which stops nothing here, where no shell could let it go on
+    EXPECT_THAT(terminal_.screenUpTo(": "), StartsWith("\r\nPassword of ines"));
+    terminal_.type("secret\n");
+    EXPECT_EQ(exitCodeOf(program), 0);
+}
+
+TEST_F(FetchAsking, NothingTypedIsNoPassword) {
+    const pid_t program = startAtTerminal();
+    terminal_.screenUpTo(": ");
+    terminal_.type("\x04");
+    EXPECT_EQ(exitCodeOf(program), EX_DATAERR);
+}
+
+// ---- what is shown
+
+TEST_F(Fetch, TellsEachMessageInALine) {
+    const Outcome run = vtmail(intoFolder());
+    const std::string file = (folder() / "message-000").string();
+    EXPECT_EQ(run.out, "message 1 of 2: 20 octets, " + file + "1.eml\n" +
+                           "message 2 of 2: 20 octets, " + file + "2.eml\n" +
+                           "2 of 2 messages, 40 octets\n");
+}
+
+TEST_F(Fetch, QuietTellsNothing) { EXPECT_THAT(vtmail(intoFolder({"--quiet"})).out, IsEmpty()); }
+
+TEST_F(Fetch, RewritesOneLineAtATerminal) {
+    const Terminal terminal;
+    const Outcome run =
+        vtmail(intoFolder(), {}, [&] { dup2(terminal.descriptor(), STDOUT_FILENO); });
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    const std::string screen = terminal.screenUpTo("40 octets\r\n");
+    EXPECT_THAT(screen, StartsWith("\rmessage 1 of 2, "));
+    EXPECT_THAT(screen, HasSubstr("B/s\x1B[K"));
+    EXPECT_THAT(screen, EndsWith("\r\x1B[K2 of 2 messages, 40 octets\r\n"));
+}
+
+TEST_F(Fetch, TakesTheLineAwayBeforeItComplains) {
+    on(Step::Retr, Reply::usual().cutAfter(30));
+    const Terminal terminal;
+    vtmail(intoFolder(), {}, [&] {
+        dup2(terminal.descriptor(), STDOUT_FILENO);
+        dup2(terminal.descriptor(), STDERR_FILENO);
+    });
+    EXPECT_THAT(terminal.screenUpTo("stored\r\n"), HasSubstr("/s\x1B[K\r\x1B[Kvtmail: "));
+}
+
+TEST_F(Fetch, TheLineFitsTheTerminal) {
+    const Terminal terminal;
+    const winsize size = {24, 12, 0, 0};
+    ASSERT_EQ(ioctl(terminal.descriptor(), TIOCSWINSZ, &size), 0);
+    vtmail(intoFolder(), {}, [&] { dup2(terminal.descriptor(), STDOUT_FILENO); });
+    EXPECT_THAT(terminal.screenUpTo("octets\r\n"), StartsWith("\rmessage 1 o\x1B[K"));
+}
+
+TEST_F(Fetch, TraceMasksThePassword) {
+    const Outcome run = vtmail(intoFolder({"--trace"}));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, HasSubstr("pop3client (vtinetlib.dll): POP3->USER ines\n"));
+    EXPECT_THAT(run.err, HasSubstr("pop3client (vtinetlib.dll): POP3->PASS ********\n"));
+    EXPECT_THAT(run.err, Not(HasSubstr("secret")));
+}
+
+TEST_F(Fetch, AServerThatRepeatsThePasswordDoesNotShowIt) {
+    on(Step::Pass, Reply::say("-ERR no command PASS secret, secret\r\n"));
+    const Outcome run = vtmail(intoFolder({"--trace"}));
+    EXPECT_THAT(run.err, HasSubstr("(no command PASS ********, ********)"));
+    EXPECT_THAT(run.err, Not(HasSubstr("secret")));
+}
+
+TEST_F(Fetch, TraceShowsThePasswordWhenAskedTo) {
+    EXPECT_THAT(vtmail(intoFolder({"--trace", "--trace-password"})).err,
+                HasSubstr("POP3->PASS secret\n"));
+    expectFailure(vtmail(intoFolder({"--trace-password"})), EX_USAGE, "--trace");
+}
+
+TEST_F(Fetch, NoEscapeSequenceOfTheServerReachesTheTerminal) {
+    on(Step::Retr, Reply::say("-ERR \x1B]0;x\x07\r\n"));
+    const Outcome run = vtmail(intoFolder({"--trace"}));
+    EXPECT_THAT(run.err, AllOf(HasSubstr("refused message 1 (\\x1B]0;x\\x07)"),
+                               HasSubstr("POP3<--ERR \\x1B]0;x\\x07\n"), Not(HasSubstr("\x1B"))));
+}
+
+// ---- refusals
+
+TEST_F(Fetch, ARefusedMessageIsNamedAndTheOthersCome) {
+    server_.addMessage(first);
+    on(Step::Retr, Reply::say("-ERR broken\r\n"), {.argument = "2"});
+    const Outcome run = vtmail(intoFolder({"--delete"}));
+    expectFailure(run, EX_UNAVAILABLE, "refused message 2 (broken)");
+    EXPECT_THAT(run.out, EndsWith("2 of 3 messages, 40 octets\n"));
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", firstFile),
+                                      Pair("message-0002.eml", firstFile)));
+    EXPECT_THAT(server_.mailbox(), ElementsAre(second));
+}
+
+TEST_F(Fetch, ALostConnectionDoesNotHideARefusal) {
+    on(Step::Retr, Reply::say("-ERR broken\r\n"), {.argument = "1"});
+    on(Step::Retr, Reply::close(), {.argument = "2"});
+    expectFailure(vtmail(intoFolder()), EX_TEMPFAIL,
+                  "message 2 of 2 is not complete; 0 messages are stored; "
+                  "refused message 1 (broken)");
+}
+
+TEST_F(Fetch, AMissingGoodbyeDoesNotHideARefusal) {
+    on(Step::Retr, Reply::say("-ERR broken\r\n"), {.argument = "1"});
+    on(Step::Quit, Reply::close());
+    expectFailure(vtmail(intoFolder({"--delete"})), EX_TEMPFAIL,
+                  "may not be deleted at the server; refused message 1 (broken)");
+    expectFailure(vtmail(intoFolder()), EX_UNAVAILABLE, "refused message 1 (broken)");
+}
+
+TEST_F(Fetch, ManyRefusalsStillMakeALine) {
+    on(Step::Stat, Reply::say("+OK 30 9999\r\n"));
+    on(Step::Retr, Reply::say("-ERR no\r\n"));
+    expectFailure(vtmail(intoFolder()), EX_UNAVAILABLE, "message 10 (no); and 20 more");
+}
+
+struct Refusal {
+    Step step;
+    const char* reply;
+    int exitCode;
+    const char* words;
+};
+
+void PrintTo(const Refusal& row, std::ostream* out) { *out << row.reply << row.words; }
+
+class FetchRefused : public Fetch, public ::testing::WithParamInterface<Refusal> {};
+
+TEST_P(FetchRefused, NamesTheStepAndTheWords) {
+    on(GetParam().step, Reply::say(GetParam().reply));
+    expectFailure(vtmail(intoFolder({"--delete"})), GetParam().exitCode, GetParam().words);
+    EXPECT_THAT(stored(), IsEmpty());
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AtEachStep, FetchRefused,
+    ::testing::Values(
+        Refusal{Step::Greeting, "-ERR go away\r\n", EX_UNAVAILABLE,
+                "refused the greeting (go away)"},
+        Refusal{Step::Greeting, "-ERR [SYS/TEMP] later\r\n", EX_TEMPFAIL, "([SYS/TEMP] later)"},
+        Refusal{Step::Greeting, "220 mail\r\n", EX_PROTOCOL, "no valid reply to the greeting: 220"},
+        Refusal{Step::User, "-ERR who\r\n", EX_NOPERM, "refused user ines (who)"},
+        Refusal{Step::User, "what\r\n", EX_PROTOCOL, "no valid reply to USER ines: what"},
+        Refusal{Step::Pass, "+ok\r\n", EX_PROTOCOL, "no valid reply to PASS: +ok"},
+        Refusal{Step::Stat, "-ERR busy\r\n", EX_UNAVAILABLE, "refused STAT (busy)"},
+        Refusal{Step::Stat, "+OK\r\n", EX_PROTOCOL, "no valid reply to STAT: +OK"},
+        Refusal{Step::Stat, "+OK 2\r\n", EX_PROTOCOL, "no valid reply to STAT: +OK 2"},
+        Refusal{Step::Stat, "+OK -2 5\r\n", EX_PROTOCOL, "no valid reply to STAT: +OK -2 5"},
+        Refusal{Step::Retr, "what\r\n", EX_PROTOCOL, "no valid reply to RETR 1: what"}));
+
+// ---- lost connections
+
+struct Loss {
+    const char* name;
+    Step step;
+    Reply reply;
+    const char* words;
+};
+
+void PrintTo(const Loss& row, std::ostream* out) { *out << row.name; }
+
+class FetchLost : public Fetch, public ::testing::WithParamInterface<Loss> {};
+
+/// Only the second of each step is hit, where there is one.
+TEST_P(FetchLost, KeepsWhatCameAndDeletesNothing) {
+    const Loss& row = GetParam();
+    on(row.step, row.reply, {.argument = row.step == Step::Retr ? "2" : ""});
+    const Outcome run = vtmail(intoFolder({"--delete", "--timeout", "1"}));
+    expectFailure(run, EX_TEMPFAIL, row.words);
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+    if (row.step != Step::Retr) return;
+    EXPECT_THAT(run.err, HasSubstr("; message 2 of 2 is not complete; 1 message is stored, "
+                                   "nothing is deleted at the server\n"));
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", firstFile)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Connection, FetchLost,
+    ::testing::Values(
+        Loss{"ClosedAtGreeting", Step::Greeting, Reply::close(),
+             "at the greeting, the server closed"},
+        Loss{"ClosedAtPass", Step::Pass, Reply::close(), "at PASS, the server closed"},
+        Loss{"ClosedAtStat", Step::Stat, Reply::close(), "at STAT, the server closed"},
+        Loss{"ResetAtStat", Step::Stat, Reply::reset(), "at STAT, the connection was lost: "},
+        Loss{"ClosedAtRetr", Step::Retr, Reply::close(), "at RETR 2, the server closed"},
+        Loss{"CutInAMessage", Step::Retr, Reply::usual().cutAfter(30),
+             "at RETR 2, the server closed"},
+        Loss{"ResetInAMessage", Step::Retr, Reply::usual().cutAfter(30).thenReset(),
+             "at RETR 2, the connection was lost: "},
+        Loss{"ClosedAtDele", Step::Dele, Reply::close(), "1 message is stored, nothing is deleted"},
+        Loss{"SilentAtGreeting", Step::Greeting, Reply::silence(),
+             "at the greeting, the server was silent for 1 s; --timeout gives it longer"},
+        Loss{"SilentAtUser", Step::User, Reply::silence(), "at USER ines, the server was silent"},
+        Loss{"SilentAtPass", Step::Pass, Reply::silence(), "at PASS, the server was silent"},
+        Loss{"SilentAtStat", Step::Stat, Reply::silence(), "at STAT, the server was silent"},
+        Loss{"SilentAtRetr", Step::Retr, Reply::silence(), "at RETR 2, the server was silent"},
+        Loss{"SilentInAMessage", Step::Retr, Reply::usual().cutAfter(30).thenFallSilent(),
+             "at RETR 2, the server was silent"},
+        Loss{"SilentAtDele", Step::Dele, Reply::silence(), "at DELE 1, the server was silent"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(Fetch, SilenceInsteadOfAGoodbyeEndsToo) {
+    on(Step::Quit, Reply::silence());
+    EXPECT_EQ(vtmail(intoFolder({"--timeout", "1"})).exitCode, 0);
+    expectFailure(vtmail(intoFolder({"--timeout", "1", "--delete"})), EX_TEMPFAIL,
+                  "at QUIT, the server was silent for 1 s");
+}
+
+TEST_F(Fetch, EachStepHasTheWholeTime) {
+    for (const Step step : {Step::User, Step::Pass})
+        on(step, Reply::usual().after(std::chrono::seconds(2)));
+    EXPECT_EQ(vtmail(intoFolder({"--timeout", "3"})).exitCode, 0);
+}
+
+/// Says these octets to its one client, a second before each, whatever the client says.
+class SlowServer {
+  public:
+    explicit SlowServer(std::vector<std::string> octets) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        inet_pton(AF_INET, privateAddress().c_str(), &address.sin_addr);
+        socklen_t length = sizeof address;
+        auto* generic = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(bind(listener_, generic, length), 0);
+        EXPECT_EQ(listen(listener_, 1), 0);
+        EXPECT_EQ(getsockname(listener_, generic, &length), 0);
+        port_ = std::to_string(ntohs(address.sin_port));
+        thread_ = std::thread([this, all = std::move(octets)] { talk(all); });
+    }
+    ~SlowServer() {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        close(listener_);
+    }
+    SlowServer(const SlowServer&) = delete;
+    SlowServer& operator=(const SlowServer&) = delete;
+
+    const std::string& port() const { return port_; }
+
+  private:
+    void talk(const std::vector<std::string>& all) const {
+        const int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        for (const std::string& octets : all) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            send(client, octets.data(), octets.size(), MSG_NOSIGNAL);
+        }
+        char said[512];
+        while (recv(client, said, sizeof said, 0) > 0) continue;
+        close(client);
+    }
+
+    int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::string port_;
+    std::thread thread_;
+};
+
+TEST_F(Fetch, EachLineOfAMessageHasTheWholeTime) {
+    const SlowServer server(
+        {"+OK\r\n+OK\r\n+OK\r\n+OK 1 9\r\n+OK\r\n", "a\r\n", "b\r\n", "c\r\n", ".\r\n+OK\r\n"});
+    const Outcome run = vtmail({"fetch", "--host", privateAddress(), "--port", server.port(),
+                                "--user", "ines", "--folder", folder().string(), "--timeout", "3"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", "a\nb\nc\n")));
+}
+
+TEST_F(Fetch, AServerThatIsNotThereIsSaid) {
+    expectFailure(vtmail({"fetch", "--host", privateAddress(), "--user", "ines", "--folder",
+                          folder().string()}),
+                  EX_TEMPFAIL, ", port pop3: Connection refused");
+}
+
+TEST_F(Fetch, AnUnknownHostIsNamed) {
+    const Outcome run = vtmail({"fetch", "--host", "nowhere\x1B.invalid", "--user", "ines",
+                                "--folder", folder().string()});
+    EXPECT_TRUE(run.exitCode == EX_NOHOST || run.exitCode == EX_TEMPFAIL) << run.exitCode;
+    EXPECT_THAT(run.err,
+                StartsWith("vtmail: no address for the mail server nowhere\\x1B.invalid: "));
+}
+
+TEST_F(Fetch, UsesThePortOfTheService) {
+    sandbox::ServerOptions options = guarded();
+    options.pop3Port = 110;
+    const sandbox::Server server(std::move(options));
+    const Outcome run = vtmail(
+        {"fetch", "--host", privateAddress(), "--user", "ines", "--folder", folder().string()});
+    EXPECT_EQ(run.out, "no messages\n") << run.err;
+}
+
+// ---- disks
+
+/// As on a disk with room for `octets` only.
+std::function<void()> limitedTo(rlim_t octets) {
+    return [octets] {
+        const rlimit size = {octets, octets};
+        setrlimit(RLIMIT_FSIZE, &size);
+    };
+}
+
+TEST_F(Fetch, AFullDiskKeepsWhatCameAndDeletesNothing) {
+    server_.addMessage("Subject: big\r\n\r\n" + std::string(300000, 'x') + "\r\n");
+    const Outcome run = vtmail(intoFolder({"--delete"}), {}, limitedTo(1000));
+    expectFailure(run, EX_IOERR,
+                  ": File too large; message 3 of 3 is not complete; 2 messages are stored, "
+                  "nothing is deleted at the server");
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", firstFile),
+                                      Pair("message-0002.eml", secondFile)));
+    EXPECT_THAT(server_.mailbox(), SizeIs(3));
+    EXPECT_FALSE(hasSent("DELE 3"));
+}
+
+TEST_F(Fetch, AFullDiskEndsTheReadingAtOnce) {
+    server_.addMessage("Subject: big\r\n\r\n" + std::string(300000, 'x') + "\r\n\r\n");
+    on(Step::Retr, Reply::usual().cutAfter(300038).thenFallSilent(), {.argument = "3"});
+    const Outcome run = vtmail(intoFolder({"--timeout", "2"}), {}, limitedTo(1000));
+    expectFailure(run, EX_IOERR, ": File too large; message 3 of 3 is not complete");
+}
+
+TEST_F(Fetch, AFullDiskAtTheLastOctetsIsNoticedToo) {
+    const Outcome run = vtmail(intoFolder({"--delete", "--quiet"}), {}, limitedTo(19));
+    EXPECT_EQ(run.exitCode, EX_IOERR);
+    EXPECT_THAT(stored(), IsEmpty());
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
+/// As on a system where a system call fails in this way.
+std::function<void()> failing(unsigned int systemCall, unsigned int error) {
+    return [systemCall, error] {
+        sock_filter steps[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, systemCall, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        };
+        const sock_fprog program = {4, steps};
+        if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+            _exit(126);
+    };
+}
+
+TEST_F(Fetch, AFileThatCannotBeSyncedIsNotStored) {
+    fs::create_directory(folder());
+    expectFailure(vtmail(intoFolder({"--delete"}), {}, failing(SYS_fsync, EIO)), EX_IOERR,
+                  ": Input/output error; message 1 of 2 is not complete; 0 messages are stored, "
+                  "nothing is deleted at the server");
+    EXPECT_THAT(stored(), IsEmpty());
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+    EXPECT_FALSE(hasSent("DELE 1"));
+}
+
+TEST_F(FetchWatched, NothingIsReplacedWhereTheFileSystemKnowsOnlyLinks) {
+    for (const unsigned int error : {EINVAL, ENOSYS}) {
+        fs::remove_all(folder());
+        watch_->at("RETR 1", [&] { std::ofstream(folder() / "message-0001.eml") << "other"; });
+        const Outcome run = vtmail(intoFolder(), {}, failing(SYS_renameat2, error));
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", "other"),
+                                          Pair("message-0002.eml", firstFile),
+                                          Pair("message-0003.eml", secondFile)));
+    }
+}
+
+TEST_F(Fetch, AFolderThatCannotBeMadeIsNamed) {
+    std::ofstream(folder()) << "a file";
+    expectFailure(vtmail(intoFolder()), EX_CANTCREAT,
+                  "cannot make the folder " + folder().string());
+    expectFailure(vtmail(withHost({"--maildir", folder().string()})), EX_CANTCREAT,
+                  "cannot make the folder " + (folder() / "tmp").string());
+    EXPECT_THAT(server_.transcript(), IsEmpty());
+}
+
+TEST_F(Fetch, AFolderThatMayNotBeWrittenIsNamed) {
+    fs::create_directory(folder());
+    fs::permissions(folder(),
+                    fs::perms::owner_read | fs::perms::others_read | fs::perms::others_exec);
+    expectFailure(vtmail(intoFolder({"--delete"}), {}, becomeOrdinaryUser), EX_CANTCREAT,
+                  ": Permission denied; message 1 of 2 is not complete");
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
+// ---- arguments
+
+TEST_F(Fetch, ArgumentsThatMakeNoSenseAreNamed) {
+    const std::vector<std::string> base = {"fetch", "--user", "ines", "--host", "x"};
+    const auto with = [&](const std::vector<std::string>& more) {
+        std::vector<std::string> all = base;
+        all.insert(all.end(), more.begin(), more.end());
+        return vtmail(all);
+    };
+    expectFailure(with({}), EX_USAGE, "give --maildir DIR or --folder DIR");
+    expectFailure(with({"--maildir", "a", "--folder", "b"}), EX_USAGE, "excludes");
+    expectFailure(with({"--folder", "a", "--timeout", "0"}), EX_USAGE, "--timeout");
+    expectFailure(with({"--folder", "a", "--password", "x"}), EX_USAGE, "--password;");
+    for (const char* port : {"", "0", "65536", "99999999999"})
+        expectFailure(with({"--folder", "a", "--port", port}), EX_USAGE, "is no port");
+    expectFailure(vtmail({"fetch", "--host", "x", "--folder", "a"}), EX_USAGE,
+                  "--user is required");
+    for (const char* user : {"", "in\nes", "in\xC3\xA9s"})
+        expectFailure(vtmail({"fetch", "--host", "x", "--folder", "a", "--user", user}), EX_DATAERR,
+                      "cannot be sent");
+}
+
+}  // namespace

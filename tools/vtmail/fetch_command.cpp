@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+// vtmail fetch: takes the messages of a POP3 mailbox to disk.
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "tools/vtmail/commands.h"
+#include "tools/vtmail/failure.h"
+#include "tools/vtmail/mailbox.h"
+#include "tools/vtmail/message_store.h"
+#include "tools/vtmail/password.h"
+#include "tools/vtmail/progress.h"
+#include "tools/vtmail/text.h"
+
+namespace {
+
+struct Arguments {
+    MailboxOptions mailbox;
+    std::string user;
+    std::optional<std::string> passwordFile;
+    std::string maildir;
+    std::string folder;
+    bool deletes = false;
+    bool isQuiet = false;
+};
+
+std::string counted(int messages) {
+    return std::to_string(messages) + (messages == 1 ? " message" : " messages");
+}
+
+/// What the server refused while the rest went on.
+class Refusals {
+  public:
+    void add(const std::string& what, const std::string& words) {
+        if (++count_ <= shownAtMost)
+            text_ += (text_.empty() ? "" : "; ") + what + " (" + words + ")";
+    }
+
+    bool isAny() const { return count_ > 0; }
+    std::string text() const {
+        const int more = count_ - std::min(count_, shownAtMost);
+        return "refused " + text_ + (more > 0 ? "; and " + std::to_string(more) + " more" : "");
+    }
+
+  private:
+    static constexpr int shownAtMost = 10;
+    std::string text_;
+    int count_ = 0;
+};
+
+/// One run over a mailbox.
+class Fetch {
+  public:
+    Fetch(const Arguments& arguments, Mailbox& mailbox, MessageStore& store)
+        : arguments_(arguments),
+          mailbox_(mailbox),
+          store_(store),
+          count_(mailbox.count()),
+          progress_(Progress::fitting(arguments.isQuiet, arguments.mailbox.traces), count_) {}
+
+    void run() {
+        for (int n = 1; n <= count_; ++n) {
+            const bool isStored = store(n);
+            if (isStored && arguments_.deletes) remove(n);
+        }
+        end();
+        progress_.finish();
+        if (refusals_.isAny())
+            throw Failure(EX_UNAVAILABLE, shown(arguments_.mailbox.host) + ": " + refusals_.text());
+    }
+
+  private:
+    /// False when the server refuses the message.
+    bool store(int n) {
+        try {
+            MessageFile file(store_, [this, n](std::size_t octets) {
+                mailbox_.feedWatchdog();
+                progress_.moved(n, octets);
+            });
+            std::ostream out(&file);
+            out.exceptions(std::ios::badbit);  // lets a full disk end the reading
+            if (!mailbox_.retrieve(n, out)) {
+                refusals_.add("message " + std::to_string(n), mailbox_.words());
+                return false;
+            }
+            const std::string path = file.keep().string();
+            ++stored_;
+            progress_.stored(n, file.octets(), path);
+            return true;
+        } catch (const Failure& failure) {
+            throw explained(failure, "; message " + std::to_string(n) + " of " +
+                                         std::to_string(count_) + " is not complete");
+        }
+    }
+
+    void remove(int n) {
+        try {
+            if (mailbox_.remove(n))
+                ++deleted_;
+            else
+                refusals_.add("to delete message " + std::to_string(n), mailbox_.words());
+        } catch (const Failure& failure) {
+            throw explained(failure, "");
+        }
+    }
+
+    /// The failure with what became of the messages.
+    Failure explained(const Failure& failure, const std::string& incomplete) const {
+        std::string text = failure.what() + incomplete + "; " + counted(stored_) +
+                           (stored_ == 1 ? " is" : " are") + " stored";
+        if (arguments_.deletes) text += ", nothing is deleted at the server";
+        if (refusals_.isAny()) text += "; " + refusals_.text();
+        return {failure.exitCode(), text};
+    }
+
+    /// The deletions count once the server confirms the goodbye; without one nothing depends on it.
+    void end() {
+        try {
+            mailbox_.end();
+        } catch (const Failure& failure) {
+            if (deleted_ == 0) return;
+            std::string text = failure.what() + std::string("; ") + counted(stored_) +
+                               " stored, which may not be deleted at the server";
+            if (refusals_.isAny()) text += "; " + refusals_.text();
+            throw Failure(failure.exitCode(), text);
+        }
+    }
+
+    const Arguments& arguments_;
+    Mailbox& mailbox_;
+    MessageStore& store_;
+    int count_;
+    int stored_ = 0;
+    int deleted_ = 0;
+    Refusals refusals_;
+    Progress progress_;
+};
+
+void check(const Arguments& arguments) {
+    if (arguments.maildir.empty() == arguments.folder.empty())
+        throw Failure(EX_USAGE, "give --maildir DIR or --folder DIR, where the messages shall go");
+    const std::string& port = arguments.mailbox.port;
+    const bool isNumber = port.find_first_not_of("0123456789") == std::string::npos;
+    if (port.empty() ||
+        (isNumber && (port.size() > 5 || std::stoi(port) > 65535 || std::stoi(port) == 0)))
+        throw Failure(EX_USAGE,
+                      "--port " + shown(port) + " is no port; it is 1 to 65535, or a name");
+    if (arguments.user.empty() || !isOneAsciiLine(arguments.user))
+        throw Failure(EX_DATAERR, "--user " + shown(arguments.user) +
+                                      " cannot be sent: a user name is ASCII on one line");
+}
+
+void fetch(const Arguments& arguments) {
+    check(arguments);
+    const std::string password =
+        readPassword(arguments.passwordFile, "Password of " + shown(arguments.user) + " at " +
+                                                 shown(arguments.mailbox.host) + ": ");
+    const std::unique_ptr<MessageStore> store =
+        arguments.folder.empty() ? openMaildir(arguments.maildir) : openFolder(arguments.folder);
+    removePartialFileAtEndSignals();
+    Mailbox mailbox(arguments.mailbox);
+    mailbox.logIn(arguments.user, password);
+    Fetch(arguments, mailbox, *store).run();
+}
+
+}  // namespace
+
+void addFetchCommand(CLI::App& program) {
+    const auto arguments = std::make_shared<Arguments>();
+    MailboxOptions& mailbox = arguments->mailbox;
+    CLI::App* command = program.add_subcommand("fetch", "take the messages of a mailbox to disk");
+    command->add_option("--host", mailbox.host, "POP3 server")->required();
+    command->add_option("--port", mailbox.port, "its port, a number or a service")
+        ->capture_default_str();
+    command->add_option("--user", arguments->user, "name of the mailbox")->required();
+    command->add_option("--password-file", arguments->passwordFile,
+                        "file with the password, which only you may read");
+    CLI::Option* maildir =
+        command->add_option("--maildir", arguments->maildir, "store into this Maildir");
+    command->add_option("--folder", arguments->folder, "store as .eml files into this folder")
+        ->excludes(maildir);
+    command->add_flag("--delete", arguments->deletes, "delete at the server what is stored");
+    command->add_flag("--quiet", arguments->isQuiet, "show no progress");
+    command->add_option("--timeout", mailbox.timeout, "seconds that the server may take for a line")
+        ->check(CLI::Range(1U, 86400U))
+        ->capture_default_str();
+    CLI::Option* trace =
+        command->add_flag("--trace", mailbox.traces, "show the protocol log as it happens");
+    command->add_flag("--trace-password", mailbox.tracesPassword, "with the password, in the log")
+        ->needs(trace);
+    command->footer(
+        "The password comes from the file, else from VTMAIL_PASSWORD, else it is asked for.");
+    command->callback([arguments] { fetch(*arguments); });
+}

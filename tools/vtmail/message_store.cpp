@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/vtmail/message_store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "tools/vtmail/failure.h"
+#include "tools/vtmail/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t bufferSize = 65536;
+
+/// The file to be removed by a signal; only ever one message is on its way.
+std::atomic<const char*> partialFile = nullptr;
+
+[[noreturn]] void fail(int exitCode, const char* what, const fs::path& path, int error) {
+    throw Failure(exitCode, std::string("cannot ") + what + " " + shown(path.string()) + ": " +
+                                std::strerror(error));
+}
+
+/// Makes the names in a folder last.
+void syncFolder(const fs::path& folder) {
+    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor == -1) fail(EX_IOERR, "open", folder, errno);
+    const int result = fsync(descriptor);
+    const int error = errno;
+    close(descriptor);
+    // Some file systems know no such thing for folders.
+    if (result != 0 && error != EINVAL) fail(EX_IOERR, "sync", folder, error);
+}
+
+/// Mail is private: nobody else may look into a folder that is made here.
+void makeFolder(const fs::path& folder) {
+    std::error_code ignored;
+    if (fs::is_directory(folder, ignored)) return;
+    const fs::path parent = folder.has_parent_path() ? folder.parent_path() : ".";
+    if (parent != folder && !fs::exists(parent, ignored)) makeFolder(parent);
+    if (mkdir(folder.c_str(), 0700) == 0) return syncFolder(parent);
+    const int error = errno;
+    if (!fs::is_directory(folder, ignored)) fail(EX_CANTCREAT, "make the folder", folder, error);
+}
+
+/// The part of a Maildir name that tells machines apart.
+std::string hostName() {
+    char name[256] = "localhost";
+    gethostname(name, sizeof name - 1);
+    std::string safe;
+    for (const char* c = name; *c != '\0'; ++c)
+        safe += *c == '/' ? "\\057" : *c == ':' ? "\\072" : std::string(1, *c);
+    return safe;
+}
+
+class Maildir : public MessageStore {
+  public:
+    explicit Maildir(const fs::path& folder) : folder_(folder) {
+        for (const char* name : {"tmp", "new", "cur"}) makeFolder(folder_ / name);
+    }
+
+    fs::path temporaryPath() override { return folder_ / "tmp" / (name_ = uniqueName()); }
+    fs::path finalPath() override {
+        if (name_.empty()) name_ = uniqueName();
+        return folder_ / "new" / std::exchange(name_, {});
+    }
+
+  private:
+    std::string uniqueName() {
+        timeval now = {};
+        gettimeofday(&now, nullptr);
+        return std::to_string(now.tv_sec) + ".M" + std::to_string(now.tv_usec) + "P" +
+               std::to_string(getpid()) + "Q" + std::to_string(++count_) + "." + hostName();
+    }
+
+    fs::path folder_;
+    std::string name_;  // of the message on its way: the same in tmp and in new
+    unsigned int count_ = 0;
+};
+
+class EmlFolder : public MessageStore {
+  public:
+    explicit EmlFolder(const fs::path& folder) : folder_(folder) {
+        makeFolder(folder_);
+        std::error_code error;
+        for (fs::directory_iterator entry(folder_, error), end; entry != end && !error;
+             entry.increment(error))
+            number_ = std::max(number_, numberIn(entry->path().filename().string()));
+        if (error) fail(EX_CANTCREAT, "read the folder", folder_, error.value());
+    }
+
+    fs::path temporaryPath() override {
+        return folder_ /
+               (".vtmail-" + std::to_string(getpid()) + "-" + std::to_string(++count_) + ".tmp");
+    }
+    fs::path finalPath() override {
+        char name[40];
+        std::snprintf(name, sizeof name, "message-%04lu.eml", ++number_);
+        return folder_ / name;
+    }
+
+  private:
+    /// NNNN of message-NNNN.eml; 0 for any other name.
+    static unsigned long numberIn(const std::string& name) {
+        constexpr std::string_view prefix = "message-";
+        constexpr std::string_view suffix = ".eml";
+        unsigned long number = 0;
+        if (!name.starts_with(prefix) || !name.ends_with(suffix)) return 0;
+        const char* last = name.data() + name.size() - suffix.size();
+        const auto [end, error] = std::from_chars(name.data() + prefix.size(), last, number);
+        const bool isCounted = error == std::errc() && end == last && number < 1'000'000'000;
+        return isCounted ? number : 0;
+    }
+
+    fs::path folder_;
+    unsigned long number_ = 0;  // the highest one so far
+    unsigned int count_ = 0;
+};
+
+/// Renames without replacing; false when there is a file of that name.
+bool renameNew(const std::string& from, const fs::path& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    // Where the file system has no such call, as over a network, a link does the same.
+    const bool isUnknown = errno == EINVAL || errno == ENOSYS;
+    if (isUnknown && link(from.c_str(), to.c_str()) == 0) {
+        unlink(from.c_str());
+        return true;
+    }
+    if (errno != EEXIST) fail(EX_CANTCREAT, "create", to, errno);
+    return false;
+}
+
+void endBySignal(int signal) {
+    if (const char* path = partialFile.load()) unlink(path);
+    raise(signal);  // with its default action, once this handler is left
+}
+
+}  // namespace
+
+static_assert(std::atomic<const char*>::is_always_lock_free, "a signal handler reads one");
+
+void removePartialFileAtEndSignals() {
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction action = {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler == SIG_IGN) continue;
+        action.sa_handler = endBySignal;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        sigaction(signal, &action, nullptr);
+    }
+}
+
+std::unique_ptr<MessageStore> openMaildir(const fs::path& folder) {
+    return std::make_unique<Maildir>(folder);
+}
+
+std::unique_ptr<MessageStore> openFolder(const fs::path& folder) {
+    return std::make_unique<EmlFolder>(folder);
+}
+
+// ---- one message
+
+MessageFile::MessageFile(MessageStore& store, std::function<void(std::size_t)> moved)
+    : store_(store),
+      moved_(std::move(moved)),
+      path_(store.temporaryPath().string()),
+      descriptor_(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {
+    if (descriptor_ == -1) fail(EX_CANTCREAT, "create", path_, errno);
+    partialFile = path_.c_str();
+}
+
+MessageFile::~MessageFile() {
+    partialFile = nullptr;
+    close(descriptor_);
+    if (!path_.empty()) unlink(path_.c_str());
+}
+
+void MessageFile::put(char c) {
+    if (c == '\n') {
+        blanks_.clear();
+    } else if (isBlankLine_ && (c == ' ' || c == '\t' || c == '\r')) {
+        blanks_ += c;
+        return;
+    } else {
+        buffer_ += blanks_;
+        octets_ += blanks_.size();
+        blanks_.clear();
+    }
+    isBlankLine_ = c == '\n';
+    buffer_ += c;
+    ++octets_;
+    if (buffer_.size() >= bufferSize) flush();
+}
+
+void MessageFile::flush() {
+    std::string_view octets = buffer_;
+    while (!octets.empty()) {
+        const ssize_t count = write(descriptor_, octets.data(), octets.size());
+        if (count < 0 && errno != EINTR) fail(EX_IOERR, "write", path_, errno);
+        if (count > 0) octets.remove_prefix(static_cast<std::size_t>(count));
+    }
+    buffer_.clear();
+}
+
+MessageFile::int_type MessageFile::overflow(int_type c) {
+    if (c != traits_type::eof()) put(traits_type::to_char_type(c));
+    return traits_type::not_eof(c);
+}
+
+std::streamsize MessageFile::xsputn(const char* octets, std::streamsize count) {
+    std::for_each_n(octets, count, [this](char c) { put(c); });
+    moved_(octets_);
+    return count;
+}
+
+fs::path MessageFile::rename() {
+    fs::path name = store_.finalPath();
+    while (!renameNew(path_, name)) name = store_.finalPath();
+    path_.clear();
+    return name;
+}
+
+fs::path MessageFile::keep() {
+    put('\n');
+    flush();
+    while (fsync(descriptor_) != 0)
+        if (errno != EINTR) fail(EX_IOERR, "write", path_, errno);
+    partialFile = nullptr;
+    fs::path name = rename();
+    syncFolder(name.parent_path());
+    return name;
+}

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/vtmail/progress.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+
+#include "tools/vtmail/text.h"
+
+namespace {
+
+/// "812 octets", "4.2 kB".
+std::string sized(double octets) {
+    if (octets < 1000) return std::to_string(static_cast<int>(octets)) + " octets";
+    const char* units[] = {"kB", "MB", "GB"};
+    std::size_t unit = 0;
+    for (octets /= 1000; octets >= 999.95 && unit < 2; octets /= 1000) ++unit;
+    char text[40];
+    std::snprintf(text, sizeof text, "%.1f %s", octets, units[unit]);
+    return text;
+}
+
+/// A line that is too long would take two, of which only the second one can be rewritten.
+std::string fitted(const std::string& line) {
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 2) return line;
+    return line.substr(0, size.ws_col - 1U);
+}
+
+}  // namespace
+
+Progress::Manner Progress::fitting(bool isQuiet, bool hasLinesBetween) {
+    if (isQuiet) return Manner::None;
+    return isatty(STDOUT_FILENO) != 0 && !hasLinesBetween ? Manner::Rewritten : Manner::Lines;
+}
+
+Progress::Progress(Manner manner, int messages) : manner_(manner), messages_(messages) {}
+
+Progress::~Progress() { clear(); }
+
+void Progress::clear() {
+    if (isOnScreen_) std::cout << "\r\x1B[K" << std::flush;
+    isOnScreen_ = false;
+}
+
+void Progress::rewrite(int n, std::size_t octets) {
+    const Clock::time_point now = Clock::now();
+    if (isOnScreen_ && now - shown_ < std::chrono::milliseconds(100)) return;
+    shown_ = now;
+    const double seconds = std::chrono::duration<double>(now - begin_).count();
+    const auto all = static_cast<double>(octets_ + octets);
+    const std::string line = "message " + std::to_string(n) + " of " + std::to_string(messages_) +
+                             ", " + sized(all) + ", " + sized(all / std::max(seconds, 0.001)) +
+                             "/s";
+    std::cout << "\r" << fitted(line) << "\x1B[K" << std::flush;
+    isOnScreen_ = true;
+}
+
+void Progress::moved(int n, std::size_t octets) {
+    if (manner_ == Manner::Rewritten) rewrite(n, octets);
+}
+
+void Progress::stored(int n, std::size_t octets, const std::string& file) {
+    ++stored_;
+    octets_ += octets;
+    if (manner_ == Manner::Lines)
+        std::cout << "message " << n << " of " << messages_ << ": " << octets << " octets, "
+                  << shown(file) << std::endl;
+}
+
+void Progress::finish() {
+    clear();
+    if (manner_ == Manner::None) return;
+    if (messages_ == 0)
+        std::cout << "no messages" << std::endl;
+    else
+        std::cout << stored_ << " of " << messages_
+                  << (messages_ == 1 ? " message, " : " messages, ") << octets_ << " octets"
+                  << std::endl;
+}
