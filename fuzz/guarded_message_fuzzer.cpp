@@ -75,8 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t si
     std::istringstream in(std::string(octets, octets + size));
     const GuardedMessage message(in, limits);
     require(message.getDefects().size() <= limits.defects);
-    // The limit is looked at before each part, which may be a message with an entity of its own.
-    require(askMessage(message.getMessage()) <= limits.entities + limits.depth + 1);
+    require(askMessage(message.getMessage()) <= limits.entities + 1);
     for (const MIMEDefect& defect : message.getDefects()) require(defect.offset <= size);
     return 0;
 }

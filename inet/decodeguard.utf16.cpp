@@ -17,8 +17,10 @@ std::string MIMEDefect::describe() const {
         "the header is too large; its end was dropped",
         "the transfer encoding is not known; the body is as it came",
         "a quoted-printable escape is malformed and was dropped",
+        "the end of the base64 data is missing",
         "the charset is not known",
         "the multipart has no boundary",
+        "an empty line with a bare line feed stands before the first part",
         "the multipart has no end",
         "the entity lies too deep and was not taken apart",
         "there are too many entities; the further ones were dropped",
@@ -44,8 +46,8 @@ DecodeGuard::Level::~Level() {
     if (guard_ != nullptr) guard_->path_.pop_back();
 }
 
-bool DecodeGuard::isAtEntityLimit() {
-    if (decoders_.size() < limits_.entities) return false;
+bool DecodeGuard::isAtEntityLimit(std::size_t wanted) {
+    if (decoders_.size() + wanted <= limits_.entities) return false;
     if (!isFull_) note(MIMEDefect::Kind::TooManyEntities);
     isFull_ = true;
     return true;
@@ -125,39 +127,19 @@ void LimitedHeader::follow(int_type octet) {
         lineIsBlank_ = false;
 }
 
-/// Whether the limit has been reached. The rest of the block is then skipped, its blank line too.
 bool LimitedHeader::isOver() {
     if (left_ > 0) return false;
-    if (wasCut_) return true;
-    wasCut_ = true;
+    if (!isSkipped_) skipRest();
+    isSkipped_ = true;
+    return true;
+}
+
+/// To the end of the block, its blank line included.
+void LimitedHeader::skipRest() {
     int_type octet = source_->sbumpc();
     while (octet != endOfFile && !(octet == '\n' && lineIsBlank_)) {
         follow(octet);
+        wasCut_ = wasCut_ || !lineIsBlank_;
         octet = source_->sbumpc();
     }
-    return true;
-}
-
-ResumingSource::ResumingSource(std::streambuf* filter, std::streambuf* raw, DecodeGuard& guard)
-    : filter_(filter), raw_(raw), guard_(guard) {}
-
-ResumingSource::~ResumingSource() = default;
-
-/// Each time that the filter ends early it has taken at least one octet.
-bool ResumingSource::canGoOn() {
-    if (raw_->sgetc() == endOfFile) return false;
-    guard_.note(MIMEDefect::Kind::MalformedQuotedPrintable);
-    return true;
-}
-
-ResumingSource::int_type ResumingSource::underflow() {
-    int_type octet = filter_->sgetc();
-    while (octet == endOfFile && canGoOn()) octet = filter_->sgetc();
-    return octet;
-}
-
-ResumingSource::int_type ResumingSource::uflow() {
-    int_type octet = filter_->sbumpc();
-    while (octet == endOfFile && canGoOn()) octet = filter_->sbumpc();
-    return octet;
 }

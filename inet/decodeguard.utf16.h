@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Limits on what a message may cost to decode, and the defects that decoding it shows.
+//
+// Every cut and every fault that guarded decoding (inet/guardedmessage.utf16.h) meets becomes a
+// defect; none is an exception. Values may be copied and used by any thread, one at a time.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +13,8 @@
 
 #include "inet/api.h"
 
-/// What a message from a stranger may cost.
+/// What a message from a stranger may cost. Time and memory are in proportion to its size within
+/// any limits; these bound what the tree adds to that.
 struct MIMELimits {
     /// Levels of entities, one in the other; each takes up to 2 KiB of stack.
     std::size_t depth = 100;
@@ -22,24 +26,29 @@ struct MIMELimits {
     std::size_t defects = 1000;
 };
 
-/// Something in a message that could not be taken as it stands.
+/// Something in a message that could not be taken as it stands: malformed, cut off, or beyond a
+/// limit. Decoding goes on behind it.
 struct VTINETLIB_API MIMEDefect {
     enum class Kind {
         LineWithoutColon,          // in a header block; dropped
         HeaderTooLarge,            // the rest of the header block was dropped
         UnknownTransferEncoding,   // the body is as it came
         MalformedQuotedPrintable,  // an escape was dropped
+        MalformedBase64,           // the end is missing
         UnknownCharset,            // the text is read as unlabelled text is
-        NoBoundary,                // every line that begins with two hyphens counts as one
+        NoBoundary,                // every line that begins with two hyphens is a delimiter
+        BlankLineBeforeParts,      // with a bare LF: it hides the first part from other decoders
         UnclosedMultipart,         // it ended without its close delimiter
-        TooDeep,                   // a container was left undecoded, as a binary entity
-        TooManyEntities,           // the further ones were dropped
+        TooDeep,                   // a container was left as it is, a binary entity
+        TooManyEntities,           // the further parts were dropped, a message left as it is
     };
 
     Kind kind;
-    /// Numbers from 1, one a level: "1" is the message's own entity, "1.2" the second part of it.
+    /// Which entity: numbers from 1, one a level. "1" is the message's own entity, "1.2" the second
+    /// part of it.
     std::string entity;
-    /// In the message as it was read, in octets: how far the reading had come.
+    /// Where in the message, in octets from its start: how far the reading had come. It may be
+    /// ahead of the fault, in an embedded message by a block of 1024.
     unsigned long long offset;
 
     /// A sentence in English, with entity and offset.
@@ -51,7 +60,7 @@ struct VTINETLIB_API MIMEDefect {
 /// Hands on the octets of a buffer, which it reads in blocks of 1024, up to the first empty one.
 class BlockSource : public std::streambuf {
   public:
-    /// Appends all octets that it reads to `copy`, unless that is null.
+    /// Appends all octets that it reads to `copy`, unless that is null. Neither is owned.
     BlockSource(std::streambuf* source, std::string* copy);
     ~BlockSource() override;
 
@@ -72,14 +81,16 @@ class BlockSource : public std::streambuf {
 };
 
 /// Keeps the decoding of one message within its limits, and owns all decoders that are built.
+/// The decoders take a null guard for none.
 class DecodeGuard {
   public:
     explicit DecodeGuard(const MIMELimits& limits);
+    /// Destroys the decoders.
     ~DecodeGuard();
     DecodeGuard(const DecodeGuard&) = delete;
     DecodeGuard& operator=(const DecodeGuard&) = delete;
 
-    /// One level down while it lives. A null guard is none.
+    /// One level down while it lives, in the entity of this number.
     class Level {
       public:
         Level(DecodeGuard* guard, std::size_t number);
@@ -92,9 +103,10 @@ class DecodeGuard {
     };
 
     const MIMELimits& limits() const { return limits_; }
+    /// Whether the entity at hand may have none below it.
     bool isAtDepthLimit() const { return path_.size() >= limits_.depth; }
-    /// Notes it the first time.
-    bool isAtEntityLimit();
+    /// Whether so many more entities are too many; that is noted the first time.
+    bool isAtEntityLimit(std::size_t wanted);
 
     /// Makes a place for a decoder that is about to be built.
     std::size_t makePlace();
@@ -104,11 +116,13 @@ class DecodeGuard {
         decoders_[place] = {decoder, [](void* object) { delete static_cast<Decoder*>(object); }};
     }
 
+    /// Notes a defect of the entity at hand, here.
     void note(MIMEDefect::Kind kind);
     const std::vector<MIMEDefect>& defects() const { return defects_; }
+    /// Those that are not kept included.
     std::size_t defectCount() const { return defectCount_; }
 
-    /// Offsets are counted in this one. The first one stays.
+    /// What offsets are counted in, from now on until it is forgotten; the first one stays.
     void setInput(const BlockSource& input);
     void forgetInput(const BlockSource& input);
 
@@ -120,7 +134,7 @@ class DecodeGuard {
 
     const MIMELimits limits_;
     std::vector<Owned> decoders_;
-    std::vector<std::size_t> path_;
+    std::vector<std::size_t> path_;  // the numbers of the entity at hand
     std::vector<MIMEDefect> defects_;
     std::size_t defectCount_ = 0;
     bool isFull_ = false;
@@ -134,6 +148,7 @@ class LimitedHeader : public std::streambuf {
     LimitedHeader(std::streambuf* source, std::size_t limit);
     ~LimitedHeader() override;
 
+    /// Whether anything was dropped.
     bool wasCut() const { return wasCut_; }
 
   protected:
@@ -142,29 +157,12 @@ class LimitedHeader : public std::streambuf {
 
   private:
     bool isOver();
+    void skipRest();
     void follow(int_type octet);
 
     std::streambuf* source_;
     std::size_t left_;
-    bool lineIsBlank_ = true;
+    bool lineIsBlank_ = true;  // so far
+    bool isSkipped_ = false;
     bool wasCut_ = false;
-};
-
-/// A quoted-printable filter that goes on behind a malformed escape, and notes it.
-class ResumingSource : public std::streambuf {
-  public:
-    /// `raw` is what `filter` wraps.
-    ResumingSource(std::streambuf* filter, std::streambuf* raw, DecodeGuard& guard);
-    ~ResumingSource() override;
-
-  protected:
-    int_type underflow() override;
-    int_type uflow() override;
-
-  private:
-    bool canGoOn();
-
-    std::streambuf* filter_;
-    std::streambuf* raw_;
-    DecodeGuard& guard_;
 };

@@ -468,29 +468,80 @@ Zeb_String RFC2184Decode(const Zeb_String& value) {
 
 // ==== entities
 
+namespace {
+
+/// A transfer decoding that notes malformed data and goes on behind it.
+template <typename Filter>
+class ResumingSource : public std::streambuf {
+  public:
+    /// `raw` is what `filter` wraps.
+    ResumingSource(Filter& filter, std::streambuf& raw, MIMEDefect::Kind defect, DecodeGuard& guard)
+        : filter_(filter), raw_(raw), defect_(defect), guard_(guard) {}
+
+  protected:
+    int_type underflow() override {
+        int_type octet = filter_.sgetc();
+        while (isEnd(octet) && canGoOn()) octet = filter_.sgetc();
+        return octet;
+    }
+    int_type uflow() override {
+        int_type octet = filter_.sbumpc();
+        while (isEnd(octet) && canGoOn()) octet = filter_.sbumpc();
+        return octet;
+    }
+    std::streamsize xsgetn(char* to, std::streamsize count) override {
+        std::streamsize done = filter_.sgetn(to, count);
+        while (done < count && canGoOn()) done += filter_.sgetn(to + done, count - done);
+        return done;
+    }
+
+  private:
+    static bool isEnd(int_type octet) { return octet == traits_type::eof(); }
+
+    /// A filter that stopped at malformed data has taken at least one octet of it.
+    bool canGoOn() {
+        if (!filter_.isMalformed()) return false;
+        guard_.note(defect_);
+        return !isEnd(raw_.sgetc());
+    }
+
+    Filter& filter_;
+    std::streambuf& raw_;
+    const MIMEDefect::Kind defect_;
+    DecodeGuard& guard_;
+};
+
+}  // namespace
+
 /// What a decoder reads its body from: its transfer decoding, with a guard one that goes on behind
-/// malformed escapes.
+/// malformed data.
 class BodySource {
   public:
     BodySource(MIMEDecoder& decoder, DecodeGuard* guard) : source_(decoder.getTransferStreambuf()) {
         if (guard == nullptr) return;
-        if (source_ == decoder.source_ && !isKnownIdentity(decoder))
-            guard->note(MIMEDefect::Kind::UnknownTransferEncoding);
+        std::streambuf& raw = *decoder.source_;
         if (source_ == &decoder.quotedPrintable_)
-            source_ = &resuming_.emplace(source_, decoder.source_, *guard);
+            source_ = &quotedPrintable_.emplace(decoder.quotedPrintable_, raw,
+                                                MIMEDefect::Kind::MalformedQuotedPrintable, *guard);
+        else if (source_ == &decoder.base64_)
+            source_ =
+                &base64_.emplace(decoder.base64_, raw, MIMEDefect::Kind::MalformedBase64, *guard);
+        else if (!isIdentity(decoder))
+            guard->note(MIMEDefect::Kind::UnknownTransferEncoding);
     }
 
     std::streambuf* get() const { return source_; }
 
   private:
-    static bool isKnownIdentity(const MIMEDecoder& decoder) {
+    static bool isIdentity(const MIMEDecoder& decoder) {
         const Zeb_String name =
             decoder.getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
         return isName(name, u"7bit") || isName(name, u"8bit") || isName(name, u"binary");
     }
 
     std::streambuf* source_;
-    std::optional<ResumingSource> resuming_;
+    std::optional<ResumingSource<quotedprintablebuf>> quotedPrintable_;
+    std::optional<ResumingSource<base64buf>> base64_;
 };
 
 MIMEDecoder::MIMEDecoder(const HeaderMap& headers, std::istream& in)
@@ -570,11 +621,14 @@ EntityKind declaredKind(const HeaderMap& headers) {
     return isName(type, u"text") ? EntityKind::Text : EntityKind::Binary;
 }
 
-/// With a guard a container that lies too deep is taken as it is.
+/// With a guard a container beyond a limit is left as it is.
 EntityKind kindOf(const HeaderMap& headers, DecodeGuard* guard) {
     const EntityKind kind = declaredKind(headers);
-    const bool isContainer = kind == EntityKind::Multipart || kind == EntityKind::Message;
-    if (guard == nullptr || !isContainer || !guard->isAtDepthLimit()) return kind;
+    const bool isMessage = kind == EntityKind::Message;
+    if (guard == nullptr || !(isMessage || kind == EntityKind::Multipart)) return kind;
+    constexpr std::size_t messageAndItsEntity = 2;
+    if (isMessage && guard->isAtEntityLimit(messageAndItsEntity)) return EntityKind::Binary;
+    if (!guard->isAtDepthLimit()) return kind;
     guard->note(MIMEDefect::Kind::TooDeep);
     return EntityKind::Binary;
 }
@@ -611,8 +665,8 @@ MIMEDecoder* MIMEDecoder::buildFrom(std::streambuf& source, DecodeGuard* guard) 
     return build(in, guard);
 }
 
-/// With a guard each decoder reads its source to the end, so that blocks may be read ahead: else
-/// each octet would cost a call for each level that it lies deep.
+/// With a guard each decoder reads its source to the end, so blocks may be read ahead: else each
+/// octet would cost a call for each level that it lies deep.
 MIMEDecoder* MIMEDecoder::buildInBlocks(std::streambuf& source, DecodeGuard* guard) {
     source.sgetc();  // as the plain decoders begin: a delimiter behind a line end is found then
     BlockSource blocks(&source, nullptr);
@@ -692,6 +746,15 @@ void skipToEnd(std::streambuf& source) {
     }
 }
 
+void skipPreamble(std::streambuf& source, const std::string& boundary, DecodeGuard* guard) {
+    multipartboundarybuf preamble(&source, boundary);
+    // Kept: a delimiter behind a bare LF at the very start is only found when the LF is peeked at.
+    const bool isHidden =
+        guard != nullptr && preamble.sgetc() == '\n' && preamble.sbumpc() == endOfFile;
+    if (isHidden) guard->note(MIMEDefect::Kind::BlankLineBeforeParts);
+    skipToEnd(preamble);
+}
+
 /// Reads on to the next part: the rest of its delimiter line. False behind the last part.
 bool findPart(std::streambuf& source, DecodeGuard* guard) {
     if (source.sgetc() == '-') {  // kept: one hyphen is taken for the close delimiter
@@ -721,12 +784,9 @@ MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istrea
     std::streambuf& source = *body.get();
     const std::string delimiter = boundary();
     if (delimiter.empty() && guard != nullptr) guard->note(MIMEDefect::Kind::NoBoundary);
-    {
-        multipartboundarybuf preamble(&source, delimiter);
-        skipToEnd(preamble);
-    }
+    skipPreamble(source, delimiter, guard);
     while (findPart(source, guard)) {
-        if (guard != nullptr && guard->isAtEntityLimit()) {
+        if (guard != nullptr && guard->isAtEntityLimit(1)) {
             skipToEnd(source);
             break;
         }

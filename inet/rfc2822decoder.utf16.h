@@ -156,6 +156,9 @@ class MIMEBinaryDecoder;
 class MIMEMultipartDecoder;
 class RFC2822Decoder;
 
+// Destructors are not virtual, and each decoder is destroyed as what it is; kept.
+// NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
+
 /// An entity (RFC 2045, 2.4): the message itself, an embedded message, a body part. Complete when
 /// its constructor returns; the stream that it was read from is not used any more. Destroyed
 /// through its own class, and by the caller: a decoder does not own its children.
@@ -316,3 +319,5 @@ class VTINETLIB_API RFC2822Decoder final : public MIMEDecoder {
     std::string messageText_;  // empty when guarded
     MIMEDecoder* entity_;
 };
+
+// NOLINTEND(cppcoreguidelines-virtual-class-destructor)

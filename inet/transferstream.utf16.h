@@ -31,6 +31,8 @@ class VTINETLIB_API base64buf : public std::streambuf {
     bool send_output(bool);
     /// The next digit, 0 to 63; 64 for a NUL octet, which then counts as "A"; -1 at the end.
     int getUnit();
+    /// Whether the data ended within a group: octets are missing, or their padding.
+    bool isMalformed() const { return malformed_; }
 
   protected:
     void imbue(const std::locale& locale) override;
@@ -42,6 +44,7 @@ class VTINETLIB_API base64buf : public std::streambuf {
     std::streambuf* target_;
     bool encodedWord_;
     bool endSeen_ = false;
+    bool malformed_ = false;
     int column_ = 0;
     char getArea_[3];
     char putArea_[3];
@@ -59,6 +62,8 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
 
     /// Makes room for `n` more characters on the line; does nothing in header mode.
     void checkSpace(int n);
+    /// Whether the last read ended at a malformed escape.
+    bool isMalformed() const { return malformed_; }
 
   protected:
     void imbue(const std::locale& locale) override;
@@ -78,6 +83,7 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     std::streambuf* target_;
     bool headerMode_;
     int column_ = 0;
+    bool malformed_ = false;
     int previous_ = -1;  // last octet written; 13 while a carriage return is held back
     char getArea_[1];
 };

@@ -56,10 +56,14 @@ const char* nameOf(MIMEDefect::Kind kind) {
             return "unknownTransferEncoding";
         case MIMEDefect::Kind::MalformedQuotedPrintable:
             return "malformedQuotedPrintable";
+        case MIMEDefect::Kind::MalformedBase64:
+            return "malformedBase64";
         case MIMEDefect::Kind::UnknownCharset:
             return "unknownCharset";
         case MIMEDefect::Kind::NoBoundary:
             return "noBoundary";
+        case MIMEDefect::Kind::BlankLineBeforeParts:
+            return "blankLineBeforeParts";
         case MIMEDefect::Kind::UnclosedMultipart:
             return "unclosedMultipart";
         case MIMEDefect::Kind::TooDeep:
