@@ -71,11 +71,11 @@ std::string printed(const std::string& format, Wide value) {
     return text;
 }
 
-int compareWithPrintf(const std::string& specification, char conversion) {
+int compareWithPrintf(const std::string& flags, char conversion) {
     const Wide values[] = {0,       1,       -1,       7,        8,        42,        -42,
                            INT_MAX, INT_MIN, UINT_MAX, LONG_MAX, LONG_MIN, 123456789, 0xABCDEF};
     for (const Wide value : values) {
-        const std::string format = "<%" + specification + "ll" + conversion + ">";
+        const std::string format = "<%" + flags + "ll" + conversion + ">";
         Zeb_String result;
         result.Format(wide(format).GetBuffer(), value);
         EXPECT_EQ(utf8(result), printed(format, value)) << format << " of " << value;
