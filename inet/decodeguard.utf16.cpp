@@ -2,31 +2,51 @@
 // Sections: defects, the guard, sources that a guard reads from.
 #include "inet/decodeguard.utf16.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr int endOfFile = std::char_traits<char>::eof();
 constexpr std::size_t blockSize = 1024;
 
+bool isBlank(int octet) { return octet == ' ' || octet == '\t' || octet == '\r'; }
+
 }  // namespace
 
 // ==== defects
 
+namespace {
+
+struct DefectText {
+    const char* name;
+    const char* sentence;
+};
+
+/// In the order of MIMEDefect::Kind.
+constexpr DefectText defectTexts[] = {
+    {"lineWithoutColon", "a line of the header has no colon and was dropped"},
+    {"headerTooLarge", "the header is too large; its end was dropped"},
+    {"unknownTransferEncoding", "the transfer encoding is not known; the body is as it came"},
+    {"malformedQuotedPrintable", "a quoted-printable escape is malformed and was dropped"},
+    {"malformedBase64", "the end of the base64 data is missing"},
+    {"unknownCharset", "the charset is not known"},
+    {"noBoundary", "the multipart has no boundary"},
+    {"blankLineBeforeParts", "an empty line with a bare line feed stands before the first part"},
+    {"unclosedMultipart", "the multipart has no end"},
+    {"tooDeep", "the entity lies too deep and was not taken apart"},
+    {"tooManyEntities", "there are too many entities; the further ones were dropped"},
+};
+
+const DefectText& textOf(MIMEDefect::Kind kind) {
+    return defectTexts[static_cast<std::size_t>(kind)];
+}
+
+}  // namespace
+
+const char* MIMEDefect::name() const { return textOf(kind).name; }
+
 std::string MIMEDefect::describe() const {
-    static constexpr const char* sentences[] = {
-        "a line of the header has no colon and was dropped",
-        "the header is too large; its end was dropped",
-        "the transfer encoding is not known; the body is as it came",
-        "a quoted-printable escape is malformed and was dropped",
-        "the end of the base64 data is missing",
-        "the charset is not known",
-        "the multipart has no boundary",
-        "an empty line with a bare line feed stands before the first part",
-        "the multipart has no end",
-        "the entity lies too deep and was not taken apart",
-        "there are too many entities; the further ones were dropped",
-    };
-    return "entity " + entity + ", octet " + std::to_string(offset) + ": " +
-           sentences[static_cast<std::size_t>(kind)];
+    return "entity " + entity + ", octet " + std::to_string(offset) + ": " + textOf(kind).sentence;
 }
 
 // ==== the guard
@@ -64,15 +84,24 @@ void DecodeGuard::note(MIMEDefect::Kind kind) {
     std::string entity;
     for (const std::size_t number : path_)
         entity += (entity.empty() ? "" : ".") + std::to_string(number);
-    defects_.push_back({kind, entity, input_ != nullptr ? input_->position() : 0});
+    defects_.push_back({kind, entity, offset()});
 }
 
-void DecodeGuard::setInput(const BlockSource& input) {
-    if (input_ == nullptr) input_ = &input;
+/// What the inner ones hold has been taken from the outer ones, and is still to come.
+unsigned long long DecodeGuard::offset() const {
+    if (inputs_.empty()) return 0;
+    unsigned long long held = 0;
+    for (const BlockSource* input : inputs_) held += input->held();
+    const unsigned long long taken = inputs_.front()->taken();
+    return taken - std::min(held, taken);
 }
 
-void DecodeGuard::forgetInput(const BlockSource& input) {
-    if (input_ == &input) input_ = nullptr;
+DecodeGuard::Input::Input(DecodeGuard* guard, const BlockSource& source) : guard_(guard) {
+    if (guard_ != nullptr) guard_->inputs_.push_back(&source);
+}
+
+DecodeGuard::Input::~Input() {
+    if (guard_ != nullptr) guard_->inputs_.pop_back();
 }
 
 // ==== sources that a guard reads from
@@ -81,10 +110,6 @@ BlockSource::BlockSource(std::streambuf* source, std::string* copy)
     : source_(source), copy_(copy), block_(std::make_unique<char[]>(blockSize)) {}
 
 BlockSource::~BlockSource() = default;
-
-unsigned long long BlockSource::position() const {
-    return read_ - static_cast<unsigned long long>(egptr() - gptr());
-}
 
 void BlockSource::drain() {
     do {
@@ -97,7 +122,7 @@ BlockSource::int_type BlockSource::underflow() {
     const std::streamsize count = source_->sgetn(block_.get(), blockSize);
     isAtEnd_ = count == 0;
     if (isAtEnd_) return endOfFile;
-    read_ += static_cast<unsigned long long>(count);
+    taken_ += static_cast<unsigned long long>(count);
     if (copy_ != nullptr) copy_->append(block_.get(), static_cast<std::size_t>(count));
     setg(block_.get(), block_.get(), block_.get() + count);
     return traits_type::to_int_type(*gptr());
@@ -123,7 +148,7 @@ LimitedHeader::int_type LimitedHeader::uflow() {
 void LimitedHeader::follow(int_type octet) {
     if (octet == '\n')
         lineIsBlank_ = true;
-    else if (octet != ' ' && octet != '\t' && octet != '\r')
+    else if (!isBlank(octet))
         lineIsBlank_ = false;
 }
 
@@ -139,7 +164,7 @@ void LimitedHeader::skipRest() {
     int_type octet = source_->sbumpc();
     while (octet != endOfFile && !(octet == '\n' && lineIsBlank_)) {
         follow(octet);
-        wasCut_ = wasCut_ || !lineIsBlank_;
+        wasCut_ = wasCut_ || !(octet == '\n' || isBlank(octet));
         octet = source_->sbumpc();
     }
 }

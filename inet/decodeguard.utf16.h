@@ -48,10 +48,12 @@ struct VTINETLIB_API MIMEDefect {
     /// part of it.
     std::string entity;
     /// Where in the message, in octets from its start: how far the reading had come. It may be
-    /// ahead of the fault, in an embedded message by a block of 1024.
+    /// ahead by a delimiter, and within an encoded message off by a block of 1024.
     unsigned long long offset;
 
-    /// A sentence in English, with entity and offset.
+    /// The kind as a word, such as "tooDeep"; for programs.
+    const char* name() const;
+    /// A sentence in English, with entity and offset; for people.
     std::string describe() const;
 };
 
@@ -64,8 +66,10 @@ class BlockSource : public std::streambuf {
     BlockSource(std::streambuf* source, std::string* copy);
     ~BlockSource() override;
 
-    /// Octets handed on.
-    unsigned long long position() const;
+    /// Octets read so far.
+    unsigned long long taken() const { return taken_; }
+    /// Octets read and not yet handed on.
+    unsigned long long held() const { return static_cast<unsigned long long>(egptr() - gptr()); }
     /// Reads the rest.
     void drain();
 
@@ -76,7 +80,7 @@ class BlockSource : public std::streambuf {
     std::streambuf* source_;
     std::string* copy_;
     std::unique_ptr<char[]> block_;
-    unsigned long long read_ = 0;
+    unsigned long long taken_ = 0;
     bool isAtEnd_ = false;
 };
 
@@ -122,11 +126,21 @@ class DecodeGuard {
     /// Those that are not kept included.
     std::size_t defectCount() const { return defectCount_; }
 
-    /// What offsets are counted in, from now on until it is forgotten; the first one stays.
-    void setInput(const BlockSource& input);
-    void forgetInput(const BlockSource& input);
+    /// What is read from while it lives; the first one holds the message.
+    class Input {
+      public:
+        Input(DecodeGuard* guard, const BlockSource& source);
+        ~Input();
+        Input(const Input&) = delete;
+        Input& operator=(const Input&) = delete;
+
+      private:
+        DecodeGuard* guard_;
+    };
 
   private:
+    unsigned long long offset() const;
+
     struct Owned {
         void* decoder;
         void (*destroy)(void* decoder);
@@ -138,7 +152,7 @@ class DecodeGuard {
     std::vector<MIMEDefect> defects_;
     std::size_t defectCount_ = 0;
     bool isFull_ = false;
-    const BlockSource* input_ = nullptr;
+    std::vector<const BlockSource*> inputs_;
 };
 
 /// One header block of a buffer, cut off at a number of octets. The buffer is read no further than

@@ -500,7 +500,7 @@ class ResumingSource : public std::streambuf {
 
     /// A filter that stopped at malformed data has taken at least one octet of it.
     bool canGoOn() {
-        if (!filter_.isMalformed()) return false;
+        if (!filter_.takeMalformed()) return false;
         guard_.note(defect_);
         return !isEnd(raw_.sgetc());
     }
@@ -670,6 +670,7 @@ MIMEDecoder* MIMEDecoder::buildFrom(std::streambuf& source, DecodeGuard* guard) 
 MIMEDecoder* MIMEDecoder::buildInBlocks(std::streambuf& source, DecodeGuard* guard) {
     source.sgetc();  // as the plain decoders begin: a delimiter behind a line end is found then
     BlockSource blocks(&source, nullptr);
+    const DecodeGuard::Input input(guard, blocks);
     MIMEDecoder* const decoder = buildFrom(blocks, guard);
     blocks.drain();
     return decoder;
@@ -818,14 +819,10 @@ RFC2822Decoder::RFC2822Decoder(const HeaderMap& headers, std::istream& in, Decod
     : MIMEDecoder(headers, in) {
     const BodySource body(*this, guard);
     BlockSource message(body.get(), guard == nullptr ? &messageText_ : nullptr);
-    std::istream messageIn(&message);
-    if (guard != nullptr) guard->setInput(message);
-    {
-        const DecodeGuard::Level level(guard, 1);
-        entity_ = build(messageIn, guard);
-    }
+    const DecodeGuard::Input input(guard, message);
+    const DecodeGuard::Level level(guard, 1);
+    entity_ = buildFrom(message, guard);
     message.drain();
-    if (guard != nullptr) guard->forgetInput(message);
 }
 
 RFC2822Decoder::~RFC2822Decoder() = default;

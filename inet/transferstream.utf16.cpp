@@ -114,7 +114,7 @@ base64buf::int_type base64buf::underflow() {
     if (gptr() != egptr()) return Traits::to_int_type(*gptr());
     std::array<int, 4> digits{};
     for (int& digit : digits) digit = getUnit();  // always four, whatever they are
-    malformed_ = digits[0] >= 0 && (digits[1] < 0 || (digits[3] < 0 && !endSeen_));
+    if (digits[0] >= 0 && (digits[1] < 0 || (digits[3] < 0 && !endSeen_))) malformed_ = true;
     if (digits[0] < 0 || digits[1] < 0) return endOfFile;
     int count = 0;
     const auto put = [&](int octet) { getArea_[count++] = static_cast<char>(octet & 0xFF); };
@@ -248,15 +248,14 @@ quotedprintablebuf::int_type quotedprintablebuf::underflow() {
     if (gptr() != egptr()) return Traits::to_int_type(*gptr());
     for (;;) {
         int_type ch = target_->sbumpc();
-        const bool isEscape = ch == '=';
-        if (isEscape) {
+        if (ch == '=') {
             const int_type first = target_->sbumpc();
             if (isSoftBreak(first)) continue;
             ch = first == carriageReturn && !headerMode_ ? endOfFile : decodeEscape(first);
+            if (ch == endOfFile && first != endOfFile) malformed_ = true;  // else a soft break
         } else if (headerMode_ && ch == '_') {
             ch = ' ';
         }
-        malformed_ = isEscape && ch == endOfFile;
         if (ch == endOfFile) return endOfFile;
         getArea_[0] = Traits::to_char_type(ch);
         setg(getArea_, getArea_, getArea_ + 1);

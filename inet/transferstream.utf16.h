@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <streambuf>
 #include <string>
+#include <utility>
 
 #include "host/host.h"
 #include "inet/api.h"
@@ -31,8 +32,8 @@ class VTINETLIB_API base64buf : public std::streambuf {
     bool send_output(bool);
     /// The next digit, 0 to 63; 64 for a NUL octet, which then counts as "A"; -1 at the end.
     int getUnit();
-    /// Whether the data ended within a group: octets are missing, or their padding.
-    bool isMalformed() const { return malformed_; }
+    /// Whether the data ended within a group (octets or padding are missing) since last asked.
+    bool takeMalformed() { return std::exchange(malformed_, false); }
 
   protected:
     void imbue(const std::locale& locale) override;
@@ -62,8 +63,8 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
 
     /// Makes room for `n` more characters on the line; does nothing in header mode.
     void checkSpace(int n);
-    /// Whether the last read ended at a malformed escape.
-    bool isMalformed() const { return malformed_; }
+    /// Whether a read has ended at a malformed escape since last asked.
+    bool takeMalformed() { return std::exchange(malformed_, false); }
 
   protected:
     void imbue(const std::locale& locale) override;

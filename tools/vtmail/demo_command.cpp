@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// vtmail demo: one mail, from the settings to the octets that a server gets.
+// vtmail demo: one mail, from the settings to a server, and back by POP3.
 #include <arpa/inet.h>
 #include <netdb.h>
 
@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -17,6 +18,7 @@
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/delivery.h"
 #include "tools/vtmail/demo_check.h"
+#include "tools/vtmail/demo_fetch.h"
 #include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/mail_settings.h"
@@ -106,16 +108,41 @@ void showOctets(const std::string& data) {
     }
 }
 
+void requireNone(const std::vector<std::string>& differences) {
+    for (const std::string& difference : differences) std::cout << "   " << difference << "\n";
+    if (!differences.empty())
+        throw Failure(EX_SOFTWARE, "what was received differs from what was sent; see above");
+}
+
 void judge(const std::vector<sandbox::Message>& received) {
     showStep("Compared with what was sent");
     std::vector<std::string> found = differences(mail, received);
     if (received.size() == 2 && received[0].data != received[1].data)
         found.emplace_back("the two transactions carried different messages");
-    for (const std::string& difference : found) std::cout << "   " << difference << "\n";
-    if (!found.empty())
-        throw Failure(EX_SOFTWARE, "what was received differs from what was sent; see above");
+    requireNone(found);
     std::cout << "   Envelope, sender, recipients, subject and text are what was sent,\n"
                  "   and the blind recipient stands in no header.\n";
+}
+
+void showDecoded(const DemoMail& received) {
+    std::cout << "   From:    " << shown(received.senderName) << " <" << shown(received.sender)
+              << ">\n   To:      " << shown(received.to) << "\n   Cc:      " << shown(received.cc)
+              << "\n   Subject: " << shown(received.subject) << "\n";
+    std::istringstream lines(received.body);
+    for (std::string line; std::getline(lines, line);)
+        std::cout << "   |" << (line.empty() ? "" : " ") << shown(line) << "\n";
+}
+
+/// The mail comes back by POP3, once for each transaction.
+void fetchBack(const std::string& server) {
+    showStep("Fetched back by POP3 and taken apart");
+    const std::vector<std::string> messages = fetchedMessages(server);
+    if (messages.empty()) throw Failure(EX_SOFTWARE, "the mailbox is empty");
+    showDecoded(decoded(messages.front()));
+    showStep("Compared with what was sent, once more");
+    for (const std::string& message : messages) requireNone(differences(mail, decoded(message)));
+    std::cout << "   " << messages.size()
+              << " messages came back; sender, recipients, subject and text are what was sent.\n";
 }
 
 /// Where the library looks for the server.
@@ -166,11 +193,12 @@ void demonstrate() {
     const std::vector<sandbox::Message> received = server.messages();
     if (!received.empty()) showOctets(received.front().data);
     judge(received);
+    fetchBack(address);
 }
 
 }  // namespace
 
 void addDemoCommand(CLI::App& program) {
-    program.add_subcommand("demo", "watch a mail travel to a server of the demo's own")
+    program.add_subcommand("demo", "watch a mail travel to a server of the demo's own, and back")
         ->callback(demonstrate);
 }

@@ -99,7 +99,7 @@ int main(int argc, char** argv) {
     reserveStandardStreams();
     std::ios::sync_with_stdio(false);
     try {
-        CLI::App program("Sends mail through the mail server of the site.");
+        CLI::App program("Sends, fetches and takes apart mail.");
         setUp(program);
         const int exitCode = parse(program, argc, argv);
         finishOutput();

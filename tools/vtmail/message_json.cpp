@@ -46,38 +46,10 @@ json treeOf(const Entity& entity) {
     return node;
 }
 
-const char* nameOf(MIMEDefect::Kind kind) {
-    switch (kind) {
-        case MIMEDefect::Kind::LineWithoutColon:
-            return "lineWithoutColon";
-        case MIMEDefect::Kind::HeaderTooLarge:
-            return "headerTooLarge";
-        case MIMEDefect::Kind::UnknownTransferEncoding:
-            return "unknownTransferEncoding";
-        case MIMEDefect::Kind::MalformedQuotedPrintable:
-            return "malformedQuotedPrintable";
-        case MIMEDefect::Kind::MalformedBase64:
-            return "malformedBase64";
-        case MIMEDefect::Kind::UnknownCharset:
-            return "unknownCharset";
-        case MIMEDefect::Kind::NoBoundary:
-            return "noBoundary";
-        case MIMEDefect::Kind::BlankLineBeforeParts:
-            return "blankLineBeforeParts";
-        case MIMEDefect::Kind::UnclosedMultipart:
-            return "unclosedMultipart";
-        case MIMEDefect::Kind::TooDeep:
-            return "tooDeep";
-        case MIMEDefect::Kind::TooManyEntities:
-            return "tooManyEntities";
-    }
-    return "unknown";
-}
-
 json defectsOf(const GuardedMessage& message) {
     json defects = json::array();
     for (const MIMEDefect& defect : message.getDefects())
-        defects.push_back({{"kind", nameOf(defect.kind)},
+        defects.push_back({{"kind", defect.name()},
                            {"entity", defect.entity},
                            {"offset", defect.offset},
                            {"description", defect.describe()}});

@@ -38,38 +38,80 @@ TEST(Defects, OfIdentityEncodingsAreNone) {
 
 TEST(Defects, TellOfALineWithoutAColon) {
     const std::string text = "A: b\nno colon\nC: d\n\nbody";
-    EXPECT_EQ(defectsOf(text), Defects{defect("LineWithoutColon", "1", text.find("C: d"))});
+    EXPECT_EQ(defectsOf(text), Defects{defect("lineWithoutColon", "1", text.find("C: d"))});
     EXPECT_EQ(guardedDump(text), dump(*messageOf(text)));
 }
 
 TEST(Defects, TellOfALineWithoutAColonInAPart) {
     const std::string text = withSecondPart("no colon\nC: d\n\ntwo");
-    EXPECT_EQ(defectsOf(text), Defects{defect("LineWithoutColon", "1.2", text.find("C: d"))});
+    EXPECT_EQ(defectsOf(text),
+              Defects{defect("lineWithoutColon", "1.2", text.find("C: d") + ahead("b"))});
 }
 
 TEST(Defects, LeaveAFieldWithoutAValueOut) { EXPECT_EQ(defectsOf("A:\nB: \n\n"), Defects{}); }
 
 TEST(Defects, TellOfAnUnknownTransferEncoding) {
     const std::string text = "Content-Transfer-Encoding: x-own\n\nbody";
-    EXPECT_EQ(defectsOf(text), Defects{defect("UnknownTransferEncoding", "1", text.find("body"))});
+    EXPECT_EQ(defectsOf(text), Defects{defect("unknownTransferEncoding", "1", text.find("body"))});
     EXPECT_EQ(guardedDump(text), dump(*messageOf(text)));
 }
 
 TEST(Defects, TellOfAMalformedEscape) {
     const std::string text = "Content-Transfer-Encoding: quoted-printable\n\nab=zzcd";
-    EXPECT_EQ(defectsOf(text), Defects{defect("MalformedQuotedPrintable", "1", text.find("cd"))});
+    EXPECT_EQ(defectsOf(text), Defects{defect("malformedQuotedPrintable", "1", text.find("cd"))});
 }
 
 TEST(Defects, TellOfEachMalformedEscape) {
     const std::string text = "Content-Transfer-Encoding: quoted-printable\n\n=zzab=zz=zzcd";
-    EXPECT_EQ(defectsOf(text), (Defects{defect("MalformedQuotedPrintable", "1", text.find("ab=zz")),
-                                        defect("MalformedQuotedPrintable", "1", text.find("=zzcd")),
-                                        defect("MalformedQuotedPrintable", "1", text.find("cd"))}));
+    EXPECT_EQ(defectsOf(text), (Defects{defect("malformedQuotedPrintable", "1", text.find("ab=zz")),
+                                        defect("malformedQuotedPrintable", "1", text.find("=zzcd")),
+                                        defect("malformedQuotedPrintable", "1", text.find("cd"))}));
+}
+
+TEST(Defects, TellOfAMalformedEscapeAtTheEnd) {
+    for (const std::string end : {"=zz", "=4", "=\r", "=e9"}) {
+        const std::string text = "Content-Transfer-Encoding: quoted-printable\n\nab" + end;
+        EXPECT_EQ(defectsOf(text), Defects{defect("malformedQuotedPrintable", "1", text.size())})
+            << end;
+    }
+}
+
+TEST(Defects, TakeAnEqualsSignAtTheEndForASoftBreak) {
+    EXPECT_EQ(defectsOf("Content-Transfer-Encoding: quoted-printable\n\nab="), Defects{});
+}
+
+TEST(Defects, TellOfBase64WithoutItsEnd) {
+    for (const std::string body : {"Q", "QU", "QUI", "QUJDR", "QUJDRA", "QUJDREU", "QUJDREU\r\n"}) {
+        const std::string text = "Content-Transfer-Encoding: base64\n\n" + body;
+        EXPECT_EQ(defectsOf(text), Defects{defect("malformedBase64", "1", text.size())}) << body;
+    }
+}
+
+TEST(Defects, LeaveWholeBase64Out) {
+    for (const std::string body : {"", "\r\n", "QQ==", "QUI=\r\n", "QUJD", "QUJD\r\n\r\n"})
+        EXPECT_EQ(defectsOf("Content-Transfer-Encoding: base64\n\n" + body), Defects{}) << body;
+}
+
+TEST(Defects, TellOfAnEmptyLineThatHidesTheFirstPart) {
+    const std::string text =
+        "Content-Type: multipart/mixed; boundary=b\n\n\n--b\n\nfirst\n--b\n\nsecond\n--b--\n";
+    std::istringstream in(text);
+    const GuardedMessage message(in);
+    EXPECT_EQ(shown(message.getDefects()),
+              Defects{defect("blankLineBeforeParts", "1", text.find("\n\nfirst"))});
+    EXPECT_EQ(message.getMessage().getMessageEntity()->getMultipartDecoder()->getParts().size(),
+              2U);
+}
+
+TEST(Defects, LeaveAnEmptyLineWithCarriageReturnsOut) {
+    const std::string text =
+        crlf("Content-Type: multipart/mixed; boundary=b\n\n\n--b\n\nfirst\n--b\n\nsecond\n--b--\n");
+    EXPECT_EQ(defectsOf(text), Defects{});
 }
 
 TEST(Defects, TellOfAnUnknownCharset) {
     const std::string text = "Content-Type: text/plain; charset=x-no-such\n\nbody";
-    EXPECT_EQ(defectsOf(text), Defects{defect("UnknownCharset", "1", text.find("body"))});
+    EXPECT_EQ(defectsOf(text), Defects{defect("unknownCharset", "1", text.find("body"))});
     EXPECT_EQ(guardedDump(text), dump(*messageOf(text)));
 }
 
@@ -81,33 +123,33 @@ TEST(Defects, LeaveTheCharsetsThatAreKnownOut) {
 
 TEST(Defects, TellOfAMissingBoundary) {
     const std::string text = crlf("Content-Type: multipart/mixed\n\n--x\n\none\n---\n");
-    EXPECT_EQ(defectsOf(text), Defects{defect("NoBoundary", "1", text.find("--x"))});
+    EXPECT_EQ(defectsOf(text), Defects{defect("noBoundary", "1", text.find("--x"))});
     EXPECT_EQ(guardedDump(text), dump(*messageOf(text)));
 }
 
 TEST(Defects, TellOfABoundaryThatNeverOccurs) {
     const std::string text = crlf("Content-Type: multipart/mixed; boundary=b\n\n--c\n\none\n");
-    EXPECT_EQ(defectsOf(text), Defects{defect("UnclosedMultipart", "1", text.size())});
+    EXPECT_EQ(defectsOf(text), Defects{defect("unclosedMultipart", "1", text.size())});
 }
 
 TEST(Defects, TellOfAMissingCloseDelimiter) {
     const std::string text = crlf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\none\n");
-    EXPECT_EQ(defectsOf(text), Defects{defect("UnclosedMultipart", "1", text.size())});
+    EXPECT_EQ(defectsOf(text), Defects{defect("unclosedMultipart", "1", text.size())});
 }
 
 TEST(Defects, TellOfAnInnerMultipartThatTheOuterOneEnds) {
     const std::string text =
         withSecondPart("Content-Type: multipart/mixed; boundary=inner\n\n--inner\n\ntext");
     EXPECT_EQ(defectsOf(text),
-              Defects{defect("UnclosedMultipart", "1.2", text.rfind("--b--") + 3)});
+              Defects{defect("unclosedMultipart", "1.2", text.rfind("--b--") + 3)});
 }
 
 TEST(Defects, TellOfTwoMultipartsThatAreCutOffTogether) {
     const std::string text = crlf(
         "Content-Type: multipart/mixed; boundary=b\n\n--b\n"
         "Content-Type: multipart/mixed; boundary=inner\n\n--inner\n\ntext");
-    EXPECT_EQ(defectsOf(text), (Defects{defect("UnclosedMultipart", "1.1", text.size()),
-                                        defect("UnclosedMultipart", "1", text.size())}));
+    EXPECT_EQ(defectsOf(text), (Defects{defect("unclosedMultipart", "1.1", text.size()),
+                                        defect("unclosedMultipart", "1", text.size())}));
 }
 
 TEST(Defects, TellTheEntityWithinAnEmbeddedMessage) {
@@ -135,7 +177,8 @@ TEST(Defects, TellOffsetsOfLargeMessages) {
     const std::string text =
         crlf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\n" + std::string(10'000, 'x') +
              "\n--b\nContent-Type: text/plain; charset=x-no-such\n\nsecond\n--b--\n");
-    EXPECT_EQ(defectsOf(text), Defects{defect("UnknownCharset", "1.2", text.find("second"))});
+    EXPECT_EQ(defectsOf(text),
+              Defects{defect("unknownCharset", "1.2", text.find("second") + ahead("b"))});
 }
 
 TEST(Defects, TellOffsetsOfEncodedMultipartsAsTheyWereRead) {
@@ -143,7 +186,7 @@ TEST(Defects, TellOffsetsOfEncodedMultipartsAsTheyWereRead) {
     const std::string text =
         "Content-Type: multipart/mixed; boundary=b\nContent-Transfer-Encoding: base64\n\n"
         "LS1iCgpvbmUK";
-    EXPECT_EQ(defectsOf(text), Defects{defect("UnclosedMultipart", "1", text.size())});
+    EXPECT_EQ(defectsOf(text), Defects{defect("unclosedMultipart", "1", text.size())});
 }
 
 TEST(Defects, AreDescribedWithEntityAndOffset) {
@@ -189,7 +232,7 @@ TEST(BehindADefect, TheOuterMultipartGoesOnWhenItsDelimiterFollowsTheInnerOne) {
     EXPECT_EQ(partBodies(*parts[0]), std::vector<std::string>{"one"});
     EXPECT_EQ(bodyOf(*parts[1]), "two");
     EXPECT_EQ(shown(message.getDefects()),
-              Defects{defect("UnclosedMultipart", "1.1", text.find("--outer\r\n\r\ntwo") + 7)});
+              Defects{defect("unclosedMultipart", "1.1", text.find("--outer\r\n\r\ntwo") + 7)});
 }
 
 TEST(BehindADefect, TheOuterMultipartGoesOnWhenAnInnerBoundaryBeginsWithItsOwn) {
@@ -204,7 +247,7 @@ TEST(BehindADefect, TheOuterMultipartGoesOnWhenAnInnerBoundaryBeginsWithItsOwn) 
     EXPECT_EQ(bodyOf(*parts[1]), "one");
     EXPECT_EQ(bodyOf(*parts[3]), "two");
     EXPECT_EQ(shown(message.getDefects()).at(0),
-              defect("UnclosedMultipart", "1.1", text.find("--bb\r\n") + 3));
+              defect("unclosedMultipart", "1.1", text.find("--bb\r\n") + 3));
 }
 
 }  // namespace

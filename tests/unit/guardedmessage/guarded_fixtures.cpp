@@ -12,30 +12,6 @@
 
 namespace {
 
-const char* nameOf(MIMEDefect::Kind kind) {
-    switch (kind) {
-        case MIMEDefect::Kind::LineWithoutColon:
-            return "LineWithoutColon";
-        case MIMEDefect::Kind::HeaderTooLarge:
-            return "HeaderTooLarge";
-        case MIMEDefect::Kind::UnknownTransferEncoding:
-            return "UnknownTransferEncoding";
-        case MIMEDefect::Kind::MalformedQuotedPrintable:
-            return "MalformedQuotedPrintable";
-        case MIMEDefect::Kind::UnknownCharset:
-            return "UnknownCharset";
-        case MIMEDefect::Kind::NoBoundary:
-            return "NoBoundary";
-        case MIMEDefect::Kind::UnclosedMultipart:
-            return "UnclosedMultipart";
-        case MIMEDefect::Kind::TooDeep:
-            return "TooDeep";
-        case MIMEDefect::Kind::TooManyEntities:
-            return "TooManyEntities";
-    }
-    return "?";
-}
-
 long peakKibibytes() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -48,10 +24,12 @@ std::string defect(const std::string& kind, const std::string& entity, std::size
     return kind + " in " + entity + " at " + std::to_string(offset);
 }
 
+std::size_t ahead(const std::string& boundary) { return ("\r\n--" + boundary).size(); }
+
 Defects shown(const std::vector<MIMEDefect>& defects) {
     Defects texts;
     for (const MIMEDefect& found : defects)
-        texts.push_back(defect(nameOf(found.kind), found.entity, found.offset));
+        texts.push_back(defect(found.name(), found.entity, found.offset));
     return texts;
 }
 

@@ -21,6 +21,8 @@ using Defects = std::vector<std::string>;
 /// Kind, entity and offset, as defectsOf shows them.
 std::string defect(const std::string& kind, const std::string& entity, std::size_t offset);
 Defects shown(const std::vector<MIMEDefect>& defects);
+/// How far ahead the reading of a short last part is: its delimiter has been found.
+std::size_t ahead(const std::string& boundary);
 /// Those of a message.
 Defects defectsOf(const std::string& text, const MIMELimits& limits = {});
 /// The tree of a message, as dump shows it.

@@ -79,7 +79,7 @@ TEST(Hostile, CutOffInItsHeaderEnds) {
 TEST(Hostile, CutOffBeforeItsCloseDelimiterTellsIt) {
     for (std::size_t length = nested.find("preamble"); length < nested.find("--outer--") + 8;
          ++length)
-        EXPECT_EQ(lastDefectOf(nested.substr(0, length)), defect("UnclosedMultipart", "1", length));
+        EXPECT_EQ(lastDefectOf(nested.substr(0, length)), defect("unclosedMultipart", "1", length));
 }
 
 TEST(Hostile, CutOffBehindItsCloseDelimiterIsWhole) {
@@ -148,7 +148,7 @@ TEST(Hostile, FiveMillionEmptyParts) {
                 const GuardedMessage message(in);
                 const std::size_t parts = partsOf(*message.getMessage().getMessageEntity()).size();
                 if (parts != 19'999) return std::to_string(parts) + " parts";
-                const Defects expected{defect("TooManyEntities", "1", 43 + 2 + 19'999 * 7 + 5)};
+                const Defects expected{defect("tooManyEntities", "1", 43 + 2 + 19'999 * 7 + 5)};
                 return shown(message.getDefects()) == expected ? ""
                                                                : shown(message.getDefects()).at(0);
             }),
@@ -167,7 +167,7 @@ TEST(Hostile, LineOfOneGibibyteInTheHeader) {
                             if (entity.getRawHeader(u"A").size() != (std::size_t{1} << 20) - 3)
                                 return "the value";
                             if (bodyOf(entity) != "body") return "the body";
-                            const Defects expected{defect("HeaderTooLarge", "1", 3 + size + 10)};
+                            const Defects expected{defect("headerTooLarge", "1", 3 + size + 10)};
                             return shown(message.getDefects()) == expected
                                        ? ""
                                        : shown(message.getDefects()).at(0);
@@ -210,7 +210,7 @@ TEST(Hostile, BoundaryThatNeverOccurs) {
     std::istringstream in(text);
     const GuardedMessage message(in);
     EXPECT_TRUE(partsOf(*message.getMessage().getMessageEntity()).empty());
-    EXPECT_EQ(shown(message.getDefects()), Defects{defect("UnclosedMultipart", "1", text.size())});
+    EXPECT_EQ(shown(message.getDefects()), Defects{defect("unclosedMultipart", "1", text.size())});
 }
 
 TEST(Hostile, EmptyBoundary) {

@@ -40,8 +40,8 @@ TEST(DepthLimit, IsNotFeltByWhatReachesIt) {
 
 TEST(DepthLimit, LeavesADeeperMultipartAsABinaryEntity) {
     const Decoded decoded(nested, {.depth = 2});
-    // The two hyphens have been looked at: the outer delimiter begins with them.
-    EXPECT_EQ(decoded.defects(), Defects{defect("TooDeep", "1.2", nested.find("--inner\r\n") + 2)});
+    EXPECT_EQ(decoded.defects(),
+              Defects{defect("tooDeep", "1.2", nested.find("--inner\r\n") + ahead("outer"))});
     ASSERT_EQ(partsOf(decoded.entity()).size(), 2U);
     MIMEDecoder& left = *partsOf(decoded.entity())[1];
     EXPECT_TRUE(left.isBinary());
@@ -51,7 +51,7 @@ TEST(DepthLimit, LeavesADeeperMultipartAsABinaryEntity) {
 TEST(DepthLimit, LeavesADeeperMessageAsABinaryEntity) {
     const std::string text = "Content-Type: message/rfc822\n\nSubject: a\n\nbody";
     const Decoded decoded(text, {.depth = 1});
-    EXPECT_EQ(decoded.defects(), Defects{defect("TooDeep", "1", text.find("Subject"))});
+    EXPECT_EQ(decoded.defects(), Defects{defect("tooDeep", "1", text.find("Subject"))});
     EXPECT_EQ(bodyOf(decoded.entity()), "Subject: a\n\nbody");
     EXPECT_EQ(Decoded(text, {.depth = 2}).defects(), Defects{});
 }
@@ -83,14 +83,14 @@ TEST(EntityLimit, DropsTheFurtherParts) {
     const Decoded decoded(threeParts, {.entities = 3});
     EXPECT_EQ(partBodies(decoded.entity()), (Bodies{"one", "two"}));
     EXPECT_EQ(decoded.defects(),
-              Defects{defect("TooManyEntities", "1", threeParts.find("\r\nthree"))});
+              Defects{defect("tooManyEntities", "1", threeParts.find("\r\nthree"))});
 }
 
 TEST(EntityLimit, IsNotedOnce) {
     const Decoded decoded(nested, {.entities = 3});
     EXPECT_EQ(decoded.message.getDefectCount(), 1U);
-    EXPECT_EQ(decoded.defects(),
-              Defects{defect("TooManyEntities", "1.2", nested.find("\r\ndeep\r\n"))});
+    EXPECT_EQ(decoded.defects(), Defects{defect("tooManyEntities", "1.2",
+                                                nested.find("\r\ndeep\r\n") + ahead("outer"))});
     EXPECT_EQ(partsOf(decoded.entity()).size(), 2U);
     EXPECT_TRUE(partsOf(*partsOf(decoded.entity())[1]).empty());
 }
@@ -110,7 +110,26 @@ TEST(EntityLimit, CountsEmbeddedMessagesAndWhatIsInThem) {
     EXPECT_EQ(Decoded(text, {.entities = 4}).defects(), Defects{});
     const Decoded decoded(text, {.entities = 3});
     EXPECT_EQ(partsOf(decoded.entity()).size(), 1U);
-    EXPECT_EQ(decoded.defects(), Defects{defect("TooManyEntities", "1", text.find("\r\ntwo"))});
+    EXPECT_EQ(decoded.defects(), Defects{defect("tooManyEntities", "1", text.find("\r\ntwo"))});
+}
+
+TEST(EntityLimit, LeavesAMessageWithoutRoomForItsEntityAsItIs) {
+    const std::string text = crlf(multipart("b", "--b\nContent-Type: message/rfc822\n\nA: b\n\nx"));
+    const Decoded decoded(text, {.entities = 2});
+    ASSERT_EQ(partsOf(decoded.entity()).size(), 1U);
+    EXPECT_TRUE(partsOf(decoded.entity())[0]->isBinary());
+    EXPECT_EQ(partBodies(decoded.entity()), Bodies{"A: b\r\n\r\nx"});
+    EXPECT_EQ(decoded.message.getDefectCount(), 1U);
+}
+
+TEST(EntityLimit, HoldsForMessagesInMessages) {
+    std::string text;
+    for (int i = 0; i < 50; ++i) text += "Content-Type: message/rfc822\n\n";
+    const Decoded decoded(text, {.entities = 3});
+    EXPECT_EQ(decoded.message.getDefects().at(0).kind, MIMEDefect::Kind::TooManyEntities);
+    MIMEDecoder* inner = decoded.entity().getMessageDecoder()->getMessageEntity();
+    inner = inner->getMessageDecoder()->getMessageEntity();
+    EXPECT_TRUE(inner->isBinary());
 }
 
 TEST(HeaderLimit, IsNotFeltByWhatReachesIt) {
@@ -125,17 +144,24 @@ TEST(HeaderLimit, DropsTheRestOfTheBlock) {
     EXPECT_EQ(decoded.entity().getRawHeader(u"C"), "d");
     EXPECT_EQ(decoded.entity().getRawHeader(u"E"), "");
     EXPECT_EQ(bodyOf(decoded.entity()), "body\n\nmore");
-    EXPECT_EQ(decoded.defects(), Defects{defect("HeaderTooLarge", "1", text.find("body"))});
+    EXPECT_EQ(decoded.defects(), Defects{defect("headerTooLarge", "1", text.find("body"))});
 }
 
 TEST(HeaderLimit, FindsTheEndOfTheBlockWhereverItCuts) {
     const std::string text = "A: b\r\nC: d\r\n e\r\n \t\r\nbody";
-    for (std::size_t limit = 0; limit < text.find("body"); ++limit) {
+    for (std::size_t limit = 0; limit < text.find("\r\n \t"); ++limit) {
         const Decoded decoded(text, {.headerSize = limit});
         EXPECT_EQ(bodyOf(decoded.entity()), "body") << limit;
-        EXPECT_EQ(decoded.defects().back(), defect("HeaderTooLarge", "1", text.find("body")))
+        EXPECT_EQ(decoded.defects().back(), defect("headerTooLarge", "1", text.find("body")))
             << limit;
     }
+}
+
+TEST(HeaderLimit, IsNotFeltWhereOnlyBlanksLieBeyondIt) {
+    const std::string text = "A: b\r\n \t\r\nbody";
+    for (std::size_t limit = text.find("\r\n"); limit < text.find("body"); ++limit)
+        EXPECT_EQ(Decoded(text, {.headerSize = limit}).defects(), Defects{}) << limit;
+    EXPECT_EQ(Decoded("A: b\n", {.headerSize = 5}).defects(), Defects{});
 }
 
 TEST(HeaderLimit, HoldsForEachPart) {
@@ -145,7 +171,8 @@ TEST(HeaderLimit, HoldsForEachPart) {
                        "\n--b\nA: b\n\ntwo"));
     const Decoded decoded(text, {.headerSize = 50});
     EXPECT_EQ(partBodies(decoded.entity()), (Bodies{"one", "two"}));
-    EXPECT_EQ(decoded.defects(), Defects{defect("HeaderTooLarge", "1.1", text.find("one"))});
+    EXPECT_EQ(decoded.defects(),
+              Defects{defect("headerTooLarge", "1.1", text.find("one") + ahead("b"))});
     EXPECT_EQ(partsOf(decoded.entity())[1]->getRawHeader(u"A"), "b");
 }
 
@@ -153,14 +180,14 @@ TEST(HeaderLimit, EndsABlockWithoutABlankLineWithTheMessage) {
     const std::string text = "A: b\nC: d\nE: f";
     const Decoded decoded(text, {.headerSize = 7});
     EXPECT_EQ(bodyOf(decoded.entity()), "");
-    EXPECT_EQ(decoded.defects().back(), defect("HeaderTooLarge", "1", text.size()));
+    EXPECT_EQ(decoded.defects().back(), defect("headerTooLarge", "1", text.size()));
 }
 
 TEST(DefectLimit, KeepsTheFirstAndCountsAll) {
     const std::string text = "a\nb\nc\nd\n\nbody";
     const Decoded decoded(text, {.defects = 2});
     EXPECT_EQ(decoded.defects(),
-              (Defects{defect("LineWithoutColon", "1", 2), defect("LineWithoutColon", "1", 4)}));
+              (Defects{defect("lineWithoutColon", "1", 2), defect("lineWithoutColon", "1", 4)}));
     EXPECT_EQ(decoded.message.getDefectCount(), 4U);
 }
 

@@ -104,10 +104,13 @@ class Generator {
         const std::string boundary = "b" + std::to_string(next_++) + "x";
         std::string text = "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\n\n";
         // Directly behind an empty line a bare line feed hides the delimiter.
-        std::size_t count = oneOf(5);
-        text += count == 0 ? "preamble\n" : lines(3);
-        for (; count > 0; --count)
-            text += "\n--" + boundary + (oneOf(4) == 0 ? " \n" : "\n") + entity(depth + 1);
+        const bool hasPreamble = oneOf(2) == 0;
+        if (hasPreamble) text += "preamble\n" + lines(3) + "\n";
+        const std::size_t count = oneOf(5);
+        for (std::size_t part = 0; part < count; ++part)
+            text += (part == 0 ? "--" : "\n--") + boundary + (oneOf(4) == 0 ? " \n" : "\n") +
+                    entity(depth + 1);
+        if (count == 0 && !hasPreamble) return text + "--" + boundary + "--\n";
         return text + "\n--" + boundary + "--\n" + lines(3);
     }
 

@@ -173,9 +173,12 @@ TEST(SandboxCommand, EndsWhenItCannotSayWhereItListens) {
 TEST(DemoCommand, ShowsSettingsDialogueOctetsAndVerdict) {
     const Outcome run = vtmail({"demo"});
     EXPECT_EQ(run.exitCode, 0) << run.err;
-    for (const char* part : {"SendActive = 1", "   C: RCPT TO:<audit@example.org>\n",
-                             "   C: QUIT\n", "   Mime-Version: 1.0\\r\\n\n",
-                             "Envelope, sender, recipients, subject and text are what was sent"})
+    for (const char* part :
+         {"SendActive = 1", "   C: RCPT TO:<audit@example.org>\n", "   C: QUIT\n",
+          "   Mime-Version: 1.0\\r\\n\n",
+          "Envelope, sender, recipients, subject and text are what was sent",
+          "   Subject: Los 7 ist freigegeben – alle Prüfungen bestanden ✓ 承認済み\n",
+          "   2 messages came back; sender, recipients, subject and text are"})
         EXPECT_THAT(run.out, HasSubstr(part));
     EXPECT_THAT(run.err, IsEmpty());
 }
