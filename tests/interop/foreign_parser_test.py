@@ -104,8 +104,6 @@ class ForeignParserTest(unittest.TestCase):
         self.check(foreign_messages.all_messages(), self.listed(of_corpus=False))
 
     def test_corpus(self):
-        if not os.environ.get("VTINETLIB_CORPUS"):
-            self.skipTest("VTINETLIB_CORPUS is not set")
         self.check(corpus_messages(), self.listed(of_corpus=True))
 
     def test_every_reason_is_a_rule_and_every_rule_is_used(self):
@@ -119,6 +117,8 @@ def main():
     ForeignParserTest.folder = pathlib.Path(folder)
     ForeignParserTest.folder.mkdir(parents=True, exist_ok=True)
     ForeignParserTest.differences = json.loads(LIST.read_text(encoding="utf-8"))
+    if not os.environ.get("VTINETLIB_CORPUS"):
+        del ForeignParserTest.test_corpus
     unittest.main(argv=["interop.foreign_parser", "-v"] + sys.argv[3:])
 
 
