@@ -13,6 +13,7 @@
 #include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/file_names.h"
+#include "tools/vtmail/new_name.h"
 #include "tools/vtmail/text.h"
 
 namespace {
@@ -67,15 +68,6 @@ class TemporaryFile {
     bool isKept_ = false;
 };
 
-/// False when `to` exists, or on failure; the reason is in errno.
-bool moveWithoutReplacing(int folder, const std::string& from, const std::string& to) {
-    if (renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL) return false;
-    // A file system that does not know this move, such as NFS.
-    return linkat(folder, from.c_str(), folder, to.c_str(), 0) == 0 &&
-           unlinkat(folder, from.c_str(), 0) == 0;
-}
-
 }  // namespace
 
 FileFolder::FileFolder(const std::string& path) : path_(path), folder_(openFolder(path)) {}
@@ -85,7 +77,7 @@ std::string FileFolder::moveToFreeName(const std::string& temporary, const std::
     for (unsigned& number = lastNumbers_[name];;) {
         ++number;
         const std::string candidate = number == 1 ? name : file_names::numbered(name, number);
-        if (moveWithoutReplacing(folder_.number(), temporary, candidate)) return candidate;
+        if (giveNewName(folder_.number(), temporary, candidate)) return candidate;
         if (errno != EEXIST) return {};
     }
 }

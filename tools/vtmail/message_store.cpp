@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "tools/vtmail/failure.h"
+#include "tools/vtmail/new_name.h"
 #include "tools/vtmail/text.h"
 
 namespace {
@@ -131,15 +132,9 @@ class EmlFolder : public MessageStore {
     unsigned int count_ = 0;
 };
 
-/// Renames without replacing; false when there is a file of that name.
+/// False when there is a file of that name.
 bool renameNew(const std::string& from, const fs::path& to) {
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    // Where the file system has no such call, as over a network, a link does the same.
-    const bool isUnknown = errno == EINVAL || errno == ENOSYS;
-    if (isUnknown && link(from.c_str(), to.c_str()) == 0) {
-        unlink(from.c_str());
-        return true;
-    }
+    if (giveNewName(AT_FDCWD, from, to.string())) return true;
     if (errno != EEXIST) fail(EX_CANTCREAT, "create", to, errno);
     return false;
 }
