@@ -150,14 +150,14 @@ VTINETLIB_API Zeb_String RFC2184Decode(const Zeb_String& value);
 
 // ==== entities
 
+// Destructors are not virtual, and each decoder is destroyed as what it is; kept.
+// NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
+
 class DecodeGuard;
 class MIMETextDecoder;
 class MIMEBinaryDecoder;
 class MIMEMultipartDecoder;
 class RFC2822Decoder;
-
-// Destructors are not virtual, and each decoder is destroyed as what it is; kept.
-// NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
 
 /// An entity (RFC 2045, 2.4): the message itself, an embedded message, a body part. Complete when
 /// its constructor returns; the stream that it was read from is not used any more. Destroyed

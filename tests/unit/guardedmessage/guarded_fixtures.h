@@ -9,12 +9,7 @@
 #include <vector>
 
 #include "inet/guardedmessage.utf16.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isSanitized = true;
-#else
-constexpr bool isSanitized = false;
-#endif
+#include "tests/support/sanitized.h"
 
 using Defects = std::vector<std::string>;
 
