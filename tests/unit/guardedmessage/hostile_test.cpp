@@ -191,6 +191,25 @@ TEST(Hostile, HeaderOfOneGibibyteInManyLines) {
         "");
 }
 
+TEST(LargeGuardedMessage, TakesABase64BodyInTwiceItsSize) {
+    const std::size_t size = std::size_t{isSanitized ? 8U : 200U} << 20;
+    EXPECT_EQ(withinMebibytes(
+                  2 * static_cast<long>(size >> 20),
+                  [&]() -> std::string {
+                      std::string line;
+                      while (line.size() < 76) line += "QUJD";
+                      line += "\r\n";
+                      GeneratedSource source(
+                          "Content-Type: a/b\r\nContent-Transfer-Encoding: base64\r\n\r\n", line,
+                          size / line.size(), "");
+                      std::istream in(&source);
+                      const GuardedMessage message(in);
+                      const std::string& body = bodyOf(*message.getMessage().getMessageEntity());
+                      return body.size() == size / line.size() * 57 ? "" : "too short";
+                  }),
+              "");
+}
+
 TEST(Hostile, SectionOfTheLargestNumber) {
     EXPECT_EQ(withinMebibytes(16,
                               []() -> std::string {
