@@ -17,29 +17,13 @@
 #include <optional>
 #include <string_view>
 
+#include "tools/vtmail/descriptor.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/text.h"
 
 namespace {
 
 constexpr std::size_t longestPassword = 4096;
-
-/// A descriptor that is closed at the end of the scope.
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ != -1) close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-    bool isOpen() const { return number_ != -1; }
-
-  private:
-    int number_;
-};
 
 /// The text without its line end.
 std::string withoutLineEnd(const std::string& text) {
