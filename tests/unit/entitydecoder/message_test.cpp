@@ -208,4 +208,14 @@ TEST(MessageRecipients, AreThoseOfAnyField) {
     EXPECT_EQ(shown(asMessage(*message).parseAddressHeader(u"reply-to")), Texts{" <a@b>"});
 }
 
+TEST(MessageDecoder, CanBeBuiltFromTheHeadersOfItsEntity) {
+    const HeaderMap headers = {{u"Content-Type", "message/rfc822"},
+                               {u"Content-Transfer-Encoding", "base64"}};
+    std::istringstream in("U3ViamVjdDogaGkKCmJvZHkK");
+    RFC2822Decoder decoder(headers, in);
+    EXPECT_TRUE(decoder.getSubject() == u"hi");
+    EXPECT_EQ(decoder.getHeaders().size(), 2U);
+    delete decoder.getMessageEntity()->getTextDecoder();
+}
+
 }  // namespace

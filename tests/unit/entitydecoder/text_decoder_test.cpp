@@ -89,4 +89,12 @@ TEST(TextDecoder, ReadsABodyOfManyBlocks) {
     EXPECT_TRUE(bodyOf(*textIn("UTF-8", body)) == body);
 }
 
+TEST(TextDecoder, CanBeBuiltFromHeadersAndABody) {
+    const HeaderMap headers = {{u"Content-Type", "text/plain; charset=ISO-8859-1"}};
+    std::istringstream in("caf\xE9");
+    const MIMETextDecoder decoder(headers, in);
+    EXPECT_EQ(decoder.getBody(), "caf\xE9");
+    EXPECT_TRUE(decoder.getCharsetName() == u"ISO-8859-1");
+}
+
 }  // namespace
