@@ -237,7 +237,8 @@ class ModelValue {
         if (isExtended) text.pop_back();
         std::smatch match;
         const bool isNumbered = std::regex_match(text, match, sectionForm);
-        const int length = static_cast<int>(isNumbered ? match.length(1) : text.size());
+        const int length =
+            isNumbered ? static_cast<int>(match.length(1)) : static_cast<int>(text.size());
         const Zeb_String cut = name.Left(length);
         const long number = isNumbered && match.length(2) > 0 ? std::stol(match[2]) : 0;
         if (!isNumbered || number < 0 || number > 0x7FFFFFFF) {

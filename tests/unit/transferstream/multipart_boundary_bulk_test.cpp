@@ -94,8 +94,8 @@ TEST(MultipartBoundaryBulk, AllTextsUpToSevenOctetsInEveryBlocking) {
     for (std::size_t length = 0; length <= 7; ++length)
         forEachText(length, [](const std::string& text) {
             const Outcome expected = octetByOctet(text);
-            for (const std::size_t atHand : {0, 1, 2, 3, 100})
-                for (const std::size_t blockSize : {1, 2, 3, 100})
+            for (const std::size_t atHand : {0U, 1U, 2U, 3U, 100U})
+                for (const std::size_t blockSize : {1U, 2U, 3U, 100U})
                     ASSERT_EQ(inBlocks(text, atHand, blockSize), expected)
                         << testing::PrintToString(text) << " at hand " << atHand << " block "
                         << blockSize;

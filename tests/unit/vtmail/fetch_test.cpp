@@ -331,7 +331,7 @@ TEST_F(Fetch, TakesThePasswordFromAFile) {
 }
 
 TEST_F(Fetch, RefusesAPasswordFileThatOthersMayRead) {
-    for (const mode_t mode : {0640, 0604})
+    for (const mode_t mode : {0640U, 0604U})
         expectFailure(vtmail(intoFolder({"--password-file", passwordFile("secret", mode)})),
                       EX_NOPERM, "may be read by others; chmod 600 ");
     EXPECT_THAT(server_.transcript(), IsEmpty());
@@ -766,7 +766,7 @@ TEST_F(Fetch, AFileThatCannotBeSyncedIsNotStored) {
 }
 
 TEST_F(FetchWatched, NothingIsReplacedWhereTheFileSystemKnowsOnlyLinks) {
-    for (const unsigned int error : {EINVAL, ENOSYS}) {
+    for (const unsigned error : {unsigned{EINVAL}, unsigned{ENOSYS}}) {
         fs::remove_all(folder());
         watch_->at("RETR 1", [&] { std::ofstream(folder() / "message-0001.eml") << "other"; });
         const Outcome run = vtmail(intoFolder(), {}, failing(SYS_renameat2, error));
