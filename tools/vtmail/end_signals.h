@@ -3,21 +3,22 @@
 #pragma once
 
 #include <csignal>
+#include <initializer_list>
 
-/// Holds back SIGINT and SIGTERM, in this thread and in those it starts; one that came meanwhile
-/// counts at the end of the scope.
+/// Holds back signals, in this thread and in those it starts; one that came meanwhile counts at the
+/// end of the scope.
 class HeldEndSignals {
   public:
-    HeldEndSignals() {
+    explicit HeldEndSignals(std::initializer_list<int> signals = {SIGINT, SIGTERM}) {
         sigemptyset(&signals_);
-        sigaddset(&signals_, SIGINT);
-        sigaddset(&signals_, SIGTERM);
+        for (const int signal : signals) sigaddset(&signals_, signal);
         pthread_sigmask(SIG_BLOCK, &signals_, &before_);
     }
     ~HeldEndSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
     HeldEndSignals(const HeldEndSignals&) = delete;
     HeldEndSignals& operator=(const HeldEndSignals&) = delete;
 
+    const sigset_t& signals() const { return signals_; }
     /// Returns when one of them comes, which then counts no more.
     void wait() const {
         int signal = 0;

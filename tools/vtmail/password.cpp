@@ -13,11 +13,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <optional>
 #include <string_view>
 
 #include "tools/vtmail/descriptor.h"
+#include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/text.h"
 
@@ -61,27 +61,6 @@ std::string fromFile(const std::string& file) {
 
 // ---- a terminal
 
-/// Signals that end or stop the program, held back while the echo is off. What came meanwhile
-/// takes effect at the end of the scope.
-class HeldSignals {
-  public:
-    HeldSignals() {
-        sigemptyset(&signals_);
-        for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP})
-            sigaddset(&signals_, signal);
-        pthread_sigmask(SIG_BLOCK, &signals_, &before_);
-    }
-    ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    HeldSignals(const HeldSignals&) = delete;
-    HeldSignals& operator=(const HeldSignals&) = delete;
-
-    const sigset_t& signals() const { return signals_; }
-
-  private:
-    sigset_t signals_ = {};
-    sigset_t before_ = {};
-};
-
 /// A terminal that does not show what is typed.
 class SilentTerminal {
   public:
@@ -110,7 +89,8 @@ void say(int terminal, std::string_view text) {
 
 /// What is typed up to the end of the line; none when a signal came before.
 std::optional<std::string> typed(int terminal, const std::string& prompt) {
-    const HeldSignals held;
+    // They would leave the echo off.
+    const HeldEndSignals held({SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP});
     const SilentTerminal silence(terminal);
     const Descriptor signals(signalfd(-1, &held.signals(), SFD_CLOEXEC));
     say(terminal, prompt);
