@@ -2,9 +2,13 @@
 // Entities for tests: built from text, released as a whole, shown as text.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <istream>
 #include <memory>
+#include <streambuf>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "inet/rfc2822decoder.utf16.h"
@@ -42,3 +46,27 @@ std::string textOf(MIMEDecoder& entity);
 std::string dump(MIMEDecoder& entity);
 /// The same for a message, whose own headers are left out.
 std::string dump(const RFC2822Decoder& message);
+
+/// Has no get area, and gives no more than so many octets to a read.
+class ShortReads : public std::streambuf {
+  public:
+    ShortReads(std::string text, std::streamsize most) : text_(std::move(text)), most_(most) {}
+
+  protected:
+    int_type underflow() override {
+        return next_ < text_.size() ? traits_type::to_int_type(text_[next_]) : traits_type::eof();
+    }
+    int_type uflow() override {
+        const int_type octet = underflow();
+        ++next_;
+        return octet;
+    }
+    std::streamsize xsgetn(char* octets, std::streamsize count) override {
+        return std::streambuf::xsgetn(octets, std::min(count, most_));
+    }
+
+  private:
+    const std::string text_;
+    const std::streamsize most_;
+    std::size_t next_ = 0;
+};

@@ -132,33 +132,10 @@ TEST(SameTree, OfDamagedMessagesWhereThePlainDecodersEnd) {
     EXPECT_GT(compared, 500);
 }
 
-/// Hands out one octet at each read, even when more are asked for.
-class OctetSource : public std::streambuf {
-  public:
-    explicit OctetSource(const std::string& text) : text_(text) {}
-
-  protected:
-    int_type underflow() override {
-        return next_ < text_.size() ? traits_type::to_int_type(text_[next_]) : traits_type::eof();
-    }
-    int_type uflow() override {
-        const int_type octet = underflow();
-        ++next_;
-        return octet;
-    }
-    std::streamsize xsgetn(char* octets, std::streamsize count) override {
-        return std::streambuf::xsgetn(octets, std::min<std::streamsize>(count, 1));
-    }
-
-  private:
-    const std::string& text_;
-    std::size_t next_ = 0;
-};
-
 TEST(SameTree, OfMessagesThatAreReadOctetByOctet) {
     for (unsigned seed = 0; seed < 100; ++seed) {
         const std::string text = Generator(seed).message();
-        OctetSource source(text);
+        ShortReads source(text, 1);
         std::istream in(&source);
         EXPECT_TRUE(dump(GuardedMessage(in).getMessage()) == guardedDump(text)) << seed;
     }
