@@ -217,7 +217,7 @@ class TestsRan(unittest.TestCase):
         cases = "".join(f'<testcase name="{name}" status="{state}"/>'
                         for name, state in states.items())
         results = xml.etree.ElementTree.fromstring(f"<testsuite>{cases}</testsuite>")
-        return tests_ran.judge("all", results, {"all": floor}, {"optional"})
+        return tests_ran.judge("all", [tests_ran.states(results)], {"all": floor}, {"optional"})
 
     def test_summary_counts(self):
         summary, complaints = self.judge(2, a="run", b="run", optional="notrun")
@@ -231,6 +231,19 @@ class TestsRan(unittest.TestCase):
     def test_skipped_disabled_and_failed_tests(self):
         self.assertEqual(self.judge(0, a="notrun", b="disabled", c="fail")[1],
                          ["failed: c", "did not run: a", "did not run: b"])
+
+    def test_results_of_a_program_that_ran_whole(self):
+        results = xml.etree.ElementTree.fromstring(
+            '<testsuites><testsuite><testcase classname="A" name="a" result="completed"/>'
+            '<testcase classname="A" name="b" result="skipped"/>'
+            '<testcase classname="A" name="c" result="completed"><failure/></testcase>'
+            '</testsuite></testsuites>')
+        self.assertEqual(list(tests_ran.states(results)),
+                         [("A.a", "run"), ("A.b", "notrun"), ("A.c", "fail")])
+
+    def test_tests_of_one_name_in_two_programs_are_two(self):
+        summary, _ = tests_ran.judge("all", [[("a", "run")], [("a", "run")]], {"all": 2}, set())
+        self.assertEqual(summary, "all: 2 passed, 0 failed, 0 skipped (at least 2 expected)")
 
     def test_expectations_are_read(self):
         text = "# c\nat-least all 7  # c\nmay-skip a.b\n"

@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: Apache-2.0
+// The program that the precompiled headers of the tests belong to.
+int main() { return 0; }
