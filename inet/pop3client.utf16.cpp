@@ -8,10 +8,10 @@
 
 namespace {
 
-const Zeb_String lineReceived(u"POP3<-%s");
-const Zeb_String lineSent(u"POP3->%s");
+constexpr char16_t lineReceived[] = u"POP3<-%s";
+constexpr char16_t lineSent[] = u"POP3->%s";
 
-void diag_fmt(const unsigned short* format, const std::string& line) {
+void diag_fmt(const char16_t* format, const std::string& line) {
     reportLine(u"pop3client (vtinetlib.dll)", format, line);
 }
 
@@ -26,7 +26,7 @@ bool POP3Client::readReply() {
     std::string line;
     if (!socketgetline(connection_, line).good()) return false;
     removeTrailingBlanks(line);
-    diag_fmt(lineReceived.GetBuffer(), line);
+    diag_fmt(lineReceived, line);
     const bool isGood = line.starts_with("+OK");
     const std::size_t prefix = isGood ? 3 : line.starts_with("-ERR") ? 4 : 0;
     lastReply_ = line.substr(prefix);
@@ -34,7 +34,7 @@ bool POP3Client::readReply() {
 }
 
 bool POP3Client::sendCommand(const std::string& command) {
-    diag_fmt(lineSent.GetBuffer(), command);
+    diag_fmt(lineSent, command);
     connection_ << command << "\r\n";
     connection_.flush();
     return readReply();

@@ -19,10 +19,10 @@ constexpr double finalReplyTimeout = 600;  // the server takes the message befor
 /// The code of a reply that is none.
 constexpr char noReply[] = "999";
 
-const Zeb_String lineReceived(u"SMTP<-%s");
-const Zeb_String lineSent(u"SMTP->%s");
+constexpr char16_t lineReceived[] = u"SMTP<-%s";
+constexpr char16_t lineSent[] = u"SMTP->%s";
 
-void diag_fmt(const unsigned short* format, const std::string& line) {
+void diag_fmt(const char16_t* format, const std::string& line) {
     reportLine(u"smtpclient (vtinetlib.dll)", format, line);
 }
 
@@ -91,14 +91,14 @@ void SMTPClient::readReply() {
 bool SMTPClient::readReplyLine(std::string& line) {
     if (!socketgetline(connection_, line).good()) return false;
     removeTrailingBlanks(line);
-    diag_fmt(lineReceived.GetBuffer(), line);
+    diag_fmt(lineReceived, line);
     return line.size() >= 3;
 }
 
 bool SMTPClient::isReplyClass(char first) const { return replyCode_.starts_with(first); }
 
 void SMTPClient::sendCommand(const std::string& command) {
-    diag_fmt(lineSent.GetBuffer(), command);
+    diag_fmt(lineSent, command);
     connection_ << command << "\r\n";
     connection_.flush();
     readReply();

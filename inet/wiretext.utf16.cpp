@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "inet/wiretext.utf16.h"
 
+#include <string_view>
+
 namespace {
 constexpr AdDiagnosticId mailDiagnostics = 11;
 }
@@ -13,7 +15,7 @@ bool asciiOctets(const Zeb_String& text, std::string& octets) {
 }
 
 bool oneLineOctets(const Zeb_String& text, std::string& octets) {
-    static const std::string lineBreakers("\r\n\0", 3);
+    constexpr std::string_view lineBreakers("\r\n\0", 3);
     if (!asciiOctets(text, octets)) return false;
     if (octets.find_first_of(lineBreakers) == std::string::npos) return true;
     octets.clear();
@@ -30,7 +32,7 @@ bool isReporting() {
            AdDiagnostic::IsEnabled(mailDiagnostics) != 0;
 }
 
-void reportLine(const char16_t* tag, const unsigned short* format, const std::string& line) {
+void reportLine(const char16_t* tag, const char16_t* format, const std::string& line) {
     if (!isReporting()) return;
     Zeb_String wide;
     AdMbcsString::cvtToTchar(AdCharset::getASCIICharset(), line.data(), line.size(), wide, 0);

@@ -26,4 +26,4 @@ bool isReporting();
 
 /// Reports `format` with its one "%s" replaced by `line`, octets from the wire; up to the first
 /// NUL, octets of 0x80 and above as the lenient US-ASCII conversion reads them.
-void reportLine(const char16_t* tag, const unsigned short* format, const std::string& line);
+void reportLine(const char16_t* tag, const char16_t* format, const std::string& line);
