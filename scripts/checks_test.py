@@ -23,6 +23,7 @@ def load(name):
 
 budgets = load("check-budgets")
 layers = load("check-layers")
+mutate = load("mutate")
 tests_ran = load("check-tests-ran")
 
 
@@ -252,6 +253,56 @@ class TestsRan(unittest.TestCase):
     def test_an_expectation_that_cannot_be_read_is_an_error(self):
         with self.assertRaises(ValueError):
             tests_ran.expectations("at-most all 7")
+
+
+def changes(code):
+    """What scripts/mutate makes of `code`, as its descriptions."""
+    with tempfile.NamedTemporaryFile("w", suffix=".cpp") as file:
+        file.write(code)
+        file.flush()
+        return [mutant.change for mutant in mutate.mutants_of(file.name)]
+
+
+class MutantsTest(unittest.TestCase):
+    def test_operators(self):
+        self.assertEqual(changes("bool f() { return a < b && !c; }\n"),
+                         ["< becomes <=", "&& becomes ||", "! becomes nothing"])
+
+    def test_brackets_of_templates_are_no_operators(self):
+        self.assertEqual(changes("std::vector<int> v(std::vector<A>&& a) {}\n"), [])
+
+    def test_constants_go_up_and_down(self):
+        self.assertEqual(changes("int f() { return 75; }\n"), ["75 becomes 74", "75 becomes 76"])
+
+    def test_comments_and_directives_stay(self):
+        self.assertEqual(changes("#include <a1>\n// 1 < 2\n"), [])
+
+    def test_literals_and_truth(self):
+        self.assertEqual(changes("auto f() { return g(u\"a\", '\\n', true); }\n"),
+                         ['u"a" becomes u""', "'\\n' becomes '\\1'", "true becomes false"])
+
+    def test_conditions_and_statements(self):
+        self.assertEqual(changes("void f() {\n    if (a) g(x);\n    h();\n}\n"),
+                         ["not a", "without g(x);", "without h();"])
+
+    def test_declarations_stay(self):
+        self.assertEqual(changes("void f() {\n    const int a = b;\n    std::string c;\n}\n"), [])
+
+    def test_the_last_return_stays(self):
+        self.assertEqual(changes("int f() {\n    if (a) return b;\n    return c;\n}\n"),
+                         ["not a", "without return b;"])
+
+    def test_harmless_changes_need_a_reason(self):
+        block = "f.cpp\nline;\n1 becomes 2\n1 becomes 0\n"
+        self.assertEqual(mutate.harmless_changes("# c\n" + block + "because so\n"),
+                         {("f.cpp", "line;", "1 becomes 2"), ("f.cpp", "line;", "1 becomes 0")})
+        with self.assertRaises(ValueError):
+            mutate.harmless_changes(block)
+
+    def test_the_score_leaves_out_what_cannot_be_killed(self):
+        counts = dict.fromkeys((mutate.KILLED, mutate.TIMED_OUT, mutate.SURVIVED), 1)
+        counts |= {mutate.HARMLESS_CHANGE: 7, mutate.NOT_COMPILED: 7}
+        self.assertAlmostEqual(mutate.score(counts), 100 * 2 / 3)
 
 
 if __name__ == "__main__":
