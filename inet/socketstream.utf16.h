@@ -5,6 +5,9 @@
 // Failure: a system call that fails throws socket_error from the buffer; standard stream
 // operations absorb it into the stream's state. A time-out or a peer that has closed is no error
 // but the end of the data. A peer that has gone never raises SIGPIPE.
+// A signal that interrupts a wait is an error (EINTR), with SA_RESTART too: the system never takes
+// up a select again. A host whose timers send signals holds them back (pthread_sigmask) from the
+// threads that handle mail. Descriptors may have any number and are closed in programs that start.
 // Every step is reported to the host's diagnostics (id 11, tag "socketbuf (vtinetlib.dll)").
 #pragma once
 
