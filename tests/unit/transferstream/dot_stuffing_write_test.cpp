@@ -185,6 +185,16 @@ TEST(DotStuffingWrite, RefusedLineFeedStillStartsALine) {
     EXPECT_EQ(target.text(), "a..");
 }
 
+TEST(DotStuffingWrite, RefusedEndOfTheLastLineEndsTheSync) {
+    Target target;
+    target.refuseOffers({1});
+    dotstuffingbuf filter(&target);
+    filter.sputc('a');
+    EXPECT_EQ(filter.pubsync(), -1);
+    EXPECT_EQ(target.text(), "a");
+    EXPECT_EQ(target.syncs(), 0);
+}
+
 TEST(DotStuffingWrite, OverflowOfEndOfFileIsZeroAndWritesNothing) {
     Target target;
     OpenDotStuffing filter(&target);
