@@ -97,6 +97,29 @@ TEST_P(LargeDescriptor, isWaitedFor) {
 INSTANTIATE_TEST_SUITE_P(AroundTheSizeOfAnFdSet, LargeDescriptor,
                          testing::Values(1023, 1024, 1025, 2047, 2048, 3000));
 
+TEST(SocketDescriptor, ofNumberZeroIsWaitedFor) {
+    if (fcntl(STDIN_FILENO, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
+    const int input = dup(STDIN_FILENO);
+    sandbox::ScriptedPeer peer({sandbox::say("x"), sandbox::silence()});
+    {
+        SystemCalls calls;
+        calls.socket = [](int family, int type, int protocol) {
+            const int lowest = real::socket(family, type, protocol);
+            dup3(lowest, STDIN_FILENO, O_CLOEXEC);
+            ::close(lowest);
+            return STDIN_FILENO;
+        };
+        socketbuf buffer;
+        buffer.open(u"127.0.0.1", portOf(peer).GetBuffer());
+        buffer.setTimeout(10);
+        EXPECT_TRUE(buffer.wait_readwrite(false));
+        EXPECT_TRUE(buffer.wait_readwrite(true));
+        EXPECT_EQ(buffer.sgetc(), 'x');
+    }
+    dup2(input, STDIN_FILENO);
+    ::close(input);
+}
+
 TEST(SocketClose, isReportedOnce) {
     SeenDescriptor seen;
     Connection connection({sandbox::silence()});
