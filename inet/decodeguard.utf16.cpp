@@ -3,6 +3,7 @@
 #include "inet/decodeguard.utf16.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace {
 
@@ -25,7 +26,7 @@ struct DefectText {
 /// In the order of MIMEDefect::Kind.
 constexpr DefectText defectTexts[] = {
     {"lineWithoutColon", "a line of the header has no colon and was dropped"},
-    {"headerTooLarge", "the header is too large; its end was dropped"},
+    {"headerTooLarge", "the header is too large; the end of it, or of a value, was dropped"},
     {"unknownTransferEncoding", "the transfer encoding is not known; the body is as it came"},
     {"malformedQuotedPrintable", "a quoted-printable escape is malformed and was dropped"},
     {"malformedBase64", "the end of the base64 data is missing"},
@@ -67,13 +68,29 @@ DecodeGuard::Level::~Level() {
 }
 
 bool DecodeGuard::isAtEntityLimit(std::size_t wanted) {
-    if (decoders_.size() + wanted <= limits_.entities) return false;
+    const bool hasPlaces = decoders_.size() + wanted <= limits_.entities;
+    if (hasPlaces && wanted * entityCost <= left()) return false;
     if (!isFull_) note(MIMEDefect::Kind::TooManyEntities);
     isFull_ = true;
     return true;
 }
 
+unsigned long long DecodeGuard::left() const {
+    const unsigned long long read = inputs_.empty() ? 0 : inputs_.front()->taken();
+    constexpr std::size_t unlimited = SIZE_MAX / 2;
+    const unsigned long long allowed =
+        std::min(limits_.overhead, unlimited) + overheadPerOctet * read;
+    return allowed - std::min(spent_, allowed);
+}
+
+bool DecodeGuard::spend(std::size_t octets) {
+    if (octets > left()) return false;
+    spent_ += octets;
+    return true;
+}
+
 std::size_t DecodeGuard::makePlace() {
+    spent_ += entityCost;
     decoders_.push_back({nullptr, nullptr});
     return decoders_.size() - 1;
 }
@@ -82,8 +99,10 @@ void DecodeGuard::note(MIMEDefect::Kind kind) {
     ++defectCount_;
     if (defects_.size() >= limits_.defects) return;
     std::string entity;
-    for (const std::size_t number : path_)
-        entity += (entity.empty() ? "" : ".") + std::to_string(number);
+    for (const std::size_t number : path_) {
+        if (!entity.empty()) entity += '.';
+        entity += std::to_string(number);
+    }
     defects_.push_back({kind, entity, offset()});
 }
 
@@ -132,6 +151,11 @@ LimitedHeader::LimitedHeader(std::streambuf* source, std::size_t limit)
     : source_(source), left_(limit) {}
 
 LimitedHeader::~LimitedHeader() = default;
+
+void LimitedHeader::cut() {
+    left_ = 0;
+    wasCut_ = true;
+}
 
 LimitedHeader::int_type LimitedHeader::underflow() {
     return isOver() ? endOfFile : source_->sgetc();

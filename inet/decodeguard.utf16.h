@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <streambuf>
 #include <string>
@@ -24,6 +25,11 @@ struct MIMELimits {
     std::size_t headerSize = 1 << 20;
     /// Defects that are kept; the rest is counted.
     std::size_t defects = 1000;
+    /// Octets that entities and header fields may take beside what is in them, added to 4 for each
+    /// octet of the message read so far. Thousands of them that are almost empty reach it, usual
+    /// mail does not; with it reading takes less memory than 8 times the message and 1 MiB. A value
+    /// is cut when its addresses or parameters would take more than is left.
+    std::size_t overhead = 512 << 10;
 };
 
 /// Something in a message that could not be taken as it stands: malformed, cut off, or beyond a
@@ -31,7 +37,7 @@ struct MIMELimits {
 struct VTINETLIB_API MIMEDefect {
     enum class Kind {
         LineWithoutColon,          // in a header block; dropped
-        HeaderTooLarge,            // the rest of the header block was dropped
+        HeaderTooLarge,            // the rest of the header block, or of a value, was dropped
         UnknownTransferEncoding,   // the body is as it came
         MalformedQuotedPrintable,  // an escape was dropped
         MalformedBase64,           // the end is missing
@@ -88,6 +94,10 @@ class BlockSource : public std::streambuf {
 /// The decoders take a null guard for none.
 class DecodeGuard {
   public:
+    /// What an entity takes beside its content: decoder, place, pointer in a growing vector.
+    static constexpr std::size_t entityCost = 208;
+    static constexpr unsigned long long overheadPerOctet = 4;
+
     explicit DecodeGuard(const MIMELimits& limits);
     /// Destroys the decoders.
     ~DecodeGuard();
@@ -112,7 +122,12 @@ class DecodeGuard {
     /// Whether so many more entities are too many; that is noted the first time.
     bool isAtEntityLimit(std::size_t wanted);
 
-    /// Makes a place for a decoder that is about to be built.
+    /// Octets of overhead that may be spent now.
+    unsigned long long left() const;
+    /// Spends them. False when there are not so many left; nothing is spent then.
+    bool spend(std::size_t octets);
+
+    /// Makes a place for a decoder that is about to be built, and spends its overhead.
     std::size_t makePlace();
     /// Takes the decoder over. Decoders have no virtual destructor: it is deleted as what it is.
     template <typename Decoder>
@@ -147,7 +162,8 @@ class DecodeGuard {
     };
 
     const MIMELimits limits_;
-    std::vector<Owned> decoders_;
+    std::deque<Owned> decoders_;
+    unsigned long long spent_ = 0;
     std::vector<std::size_t> path_;  // the numbers of the entity at hand
     std::vector<MIMEDefect> defects_;
     std::size_t defectCount_ = 0;
@@ -162,6 +178,8 @@ class LimitedHeader : public std::streambuf {
     LimitedHeader(std::streambuf* source, std::size_t limit);
     ~LimitedHeader() override;
 
+    /// Drops the rest of the block.
+    void cut();
     /// Whether anything was dropped.
     bool wasCut() const { return wasCut_; }
 

@@ -7,9 +7,9 @@
 
 #include <algorithm>
 #include <optional>
-#include <sstream>
 #include <streambuf>
 #include <string_view>
+#include <utility>
 
 #include "inet/decodeguard.utf16.h"
 #include "inet/wiretext.utf16.h"
@@ -26,7 +26,7 @@ constexpr char rfc2822specials[] = "()<>@,;:\\\"[]";
 constexpr char rfc2045specials[] = "()<>@,;:\\\"/[]?=";
 
 /// Octets that are no ASCII are read all the same, as the lenient conversion reads them.
-Zeb_String asciiText(const std::string& octets) {
+Zeb_String asciiText(std::string_view octets) {
     Zeb_String text;
     AdMbcsString::cvtToTchar(AdCharset::getASCIICharset(), octets.data(), octets.size(), text, 0);
     return text;
@@ -45,6 +45,15 @@ bool isName(const Zeb_String& text, const char16_t* name) { return text.CompareN
 
 namespace {
 
+/// Octets that are kept elsewhere, for reading.
+class OctetsSource : public std::streambuf {
+  public:
+    explicit OctetsSource(std::string_view octets) {
+        char* const begin = const_cast<char*>(octets.data());  // never written to
+        setg(begin, begin, begin + octets.size());
+    }
+};
+
 std::string filtered(std::streambuf& filter) {
     std::string octets;
     for (int octet = filter.sbumpc(); octet != endOfFile; octet = filter.sbumpc())
@@ -53,8 +62,8 @@ std::string filtered(std::streambuf& filter) {
 }
 
 /// The octets of an encoded text; false when the encoding is none of RFC 2047's.
-bool decodePayload(const std::string& encoding, const std::string& text, std::string& octets) {
-    std::stringbuf source(text, std::ios::in);
+bool decodePayload(std::string_view encoding, std::string_view text, std::string& octets) {
+    OctetsSource source(text);
     if (encoding == "B" || encoding == "b") {
         base64buf filter(&source, true);
         octets = filtered(filter);
@@ -67,9 +76,16 @@ bool decodePayload(const std::string& encoding, const std::string& text, std::st
     return true;
 }
 
+void append(Zeb_String&& text, Zeb_String& out) {
+    if (out.IsEmpty())
+        out = std::move(text);
+    else
+        out.Append(text);
+}
+
 /// Decodes the word that begins at `start` and appends it. Returns where it ends; `start` when it
 /// is none, or cannot be decoded.
-std::size_t appendWord(const std::string& text, std::size_t start, Zeb_String& out) {
+std::size_t appendWord(std::string_view text, std::size_t start, Zeb_String& out) {
     std::size_t marks[3];  // the question marks behind charset, encoding and encoded text
     std::size_t from = start + 2;
     for (std::size_t& mark : marks) {
@@ -87,19 +103,17 @@ std::size_t appendWord(const std::string& text, std::size_t start, Zeb_String& o
     Zeb_String word;
     const AdCharset charset = charsetNamed(asciiText(between(start + 2, marks[0])));
     if (!AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), word, 0)) return start;
-    out.Append(word);
+    append(std::move(word), out);
     return from + 1;
 }
 
 /// The text between two words, unless it is blank.
-void appendGap(const std::string& text, std::size_t start, std::size_t end, Zeb_String& out) {
-    if (text.find_first_not_of(rfc2822whitespace, start) < end)
-        out.Append(asciiText(text.substr(start, end - start)));
+void appendGap(std::string_view text, std::size_t start, std::size_t end, Zeb_String& out) {
+    const std::string_view gap = text.substr(start, end - start);
+    if (gap.find_first_not_of(rfc2822whitespace) != nowhere) append(asciiText(gap), out);
 }
 
-}  // namespace
-
-Zeb_String decodeRFC2047Words(const std::string& text) {
+Zeb_String decodeWords(std::string_view text) {
     Zeb_String out;
     std::size_t next = 0;
     for (;;) {
@@ -115,6 +129,10 @@ Zeb_String decodeRFC2047Words(const std::string& text) {
     return out;
 }
 
+}  // namespace
+
+Zeb_String decodeRFC2047Words(const std::string& text) { return decodeWords(text); }
+
 // ==== the lexer
 
 namespace {
@@ -124,6 +142,9 @@ bool isWhitespace(char c) { return c != '\0' && Traits::find(rfc2822whitespace, 
 }  // namespace
 
 RFC2822Lexer::RFC2822Lexer(const std::string& text, bool mimeMode)
+    : copy_(text), text_(copy_), mimeMode_(mimeMode) {}
+
+RFC2822Lexer::RFC2822Lexer(bool mimeMode, std::string_view text)
     : text_(text), mimeMode_(mimeMode) {}
 
 RFC2822Lexer::~RFC2822Lexer() = default;
@@ -172,12 +193,12 @@ bool RFC2822Lexer::takeComment(Zeb_String* token) {
         } else if (c == ')') {
             if (--depth > 0) continue;
             if (token == nullptr) return true;
-            *token = decodeRFC2047Words(content);
+            *token = decodeWords(content);
             ++position_;
             return true;
         } else {
             if (c == '\\' && ++position_ < text_.size()) c = text_[position_];
-            content += c;
+            if (token != nullptr) content += c;
         }
     }
     position_ = text_.size();
@@ -190,7 +211,7 @@ bool RFC2822Lexer::takeQuotedString(Zeb_String& token) {
     for (++position_; position_ < text_.size(); ++position_) {
         char c = text_[position_];
         if (c == '"') {
-            token = decodeRFC2047Words(content);
+            token = decodeWords(content);
             ++position_;
             return true;
         }
@@ -212,7 +233,7 @@ bool RFC2822Lexer::isAtomOctet(std::size_t position, signed char lowest) const {
 void RFC2822Lexer::takeAtom(Zeb_String& token) {
     const std::size_t start = position_++;
     while (position_ < text_.size() && isAtomOctet(position_, 0x21)) ++position_;
-    token = decodeRFC2047Words(text_.substr(start, position_ - start));
+    token = decodeWords(text_.substr(start, position_ - start));
 }
 
 void RFC2822Lexer::takeSpecial(Zeb_String& token) {
@@ -225,6 +246,27 @@ void RFC2822Lexer::takeSpecial(Zeb_String& token) {
 namespace {
 
 constexpr auto malformed = static_cast<unsigned>(RFC2822TokenKind::Error);
+
+/// Where an element of a list ends, from the start of one on: at a separator that is not quoted.
+std::size_t endOfElement(std::string_view list, char separator, std::size_t start) {
+    bool isQuoted = false;
+    for (std::size_t i = start; i < list.size(); ++i) {
+        if (list[i] == '"')
+            isQuoted = !isQuoted;
+        else if (isQuoted && list[i] == '\\')
+            ++i;
+        else if (list[i] == separator && !isQuoted)
+            return i;
+    }
+    return list.size();
+}
+
+std::size_t elementsOf(std::string_view list, char separator) {
+    std::size_t count = 1;
+    std::size_t end = endOfElement(list, separator, 0);
+    for (; end < list.size(); end = endOfElement(list, separator, end + 1)) ++count;
+    return count;
+}
 
 bool isWord(unsigned kind) {
     return kind == RFC2822TokenKind::QuotedString || kind == RFC2822TokenKind::Atom;
@@ -244,7 +286,7 @@ RFC2822Address::~RFC2822Address() = default;
 RFC2822Address::RFC2822Address(const std::string& text) { *this = text; }
 
 RFC2822Address& RFC2822Address::operator=(const std::string& text) {
-    RFC2822Lexer lexer(text, false);
+    RFC2822Lexer lexer(/*mimeMode=*/false, text);
     Zeb_String ignored;
     parseOneAddress(lexer, ignored);
     return *this;
@@ -256,14 +298,14 @@ unsigned RFC2822Address::parseOneAddress(RFC2822Lexer& lexer, Zeb_String& next) 
     Zeb_String token;
     unsigned kind = lexer.nextToken(token, true);
     if (isWord(kind)) {
-        const Zeb_String first = token;
+        Zeb_String first = std::move(token);
         kind = lexer.nextToken(token, true);
         if (isSpecial(kind, token, u"@")) {
             if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
-            smtpAddress_ = first + u"@" + token;
+            smtpAddress_ = std::move(first.Append(u"@").Append(token));
             return lexer.nextToken(next, true);
         }
-        name_ = first;
+        name_ = std::move(first);
         for (; isWord(kind); kind = lexer.nextToken(token, true)) name_.Append(u" ").Append(token);
     }
     return isSpecial(kind, token, u"<") ? parseAngleAddress(lexer, next) : malformed;
@@ -276,14 +318,17 @@ unsigned RFC2822Address::parseAngleAddress(RFC2822Lexer& lexer, Zeb_String& next
     if (!isWord(lexer.nextToken(localPart, true))) return malformed;
     if (!isSpecial(lexer.nextToken(token, true), token, u"@")) return malformed;
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
-    smtpAddress_ = localPart + u"@" + token;  // kept: also when the bracket is not closed
+    // Kept: also when the bracket is not closed.
+    smtpAddress_ = std::move(localPart.Append(u"@").Append(token));
     if (!isSpecial(lexer.nextToken(token, true), token, u">")) return malformed;
     return lexer.nextToken(next, true);
 }
 
 std::vector<RFC2822Address> RFC2822Address::parseAddresses(const std::string& text) {
-    RFC2822Lexer lexer(text, false);
+    RFC2822Lexer lexer(/*mimeMode=*/false, text);
     std::vector<RFC2822Address> addresses;
+    constexpr std::size_t shortest = 4;  // "a@b,"
+    addresses.reserve(std::min(elementsOf(text, ','), text.size() / shortest + 1));
     Zeb_String next;
     unsigned kind = 0;
     do {
@@ -329,22 +374,23 @@ class ParameterCollector {
         : parameters_(parameters) {}
 
     /// Returns whether it is a section of a continued parameter.
-    bool take(const Zeb_String& name, const Zeb_String& value) {
+    bool take(const Zeb_String& name, Zeb_String value) {
         const ParameterName known = takenApart(name);
         if (!known.section) {
-            parameters_[known.name] = known.isExtended ? RFC2184Decode(value) : value;
+            parameters_[known.name] = known.isExtended ? RFC2184Decode(value) : std::move(value);
             return false;
         }
         sections_[known.name][*known.section] =
-            known.isExtended ? value : inExtendedForm(value, *known.section);
+            known.isExtended ? std::move(value) : inExtendedForm(std::move(value), *known.section);
         return true;
     }
 
     /// To be called when the text has ended without a fault.
     void assemble() {
-        for (const auto& [name, pieces] : sections_) {
+        for (auto& [name, pieces] : sections_) {
             Zeb_String whole;
-            for (const auto& [number, piece] : pieces) whole.Append(piece);
+            for (auto& [number, piece] : pieces) append(std::move(piece), whole);
+            pieces.clear();
             parameters_[name] = RFC2184Decode(whole);
         }
     }
@@ -373,7 +419,7 @@ void parseParameters(RFC2822Lexer& lexer, Zeb_String token, ParameterCollector& 
         if (!isSpecial(lexer.nextToken(token, true), token, u"=")) return;
         Zeb_String value;
         if (!isWord(lexer.nextToken(value, true))) return;
-        const bool isSection = collector.take(name, value);
+        const bool isSection = collector.take(name, std::move(value));
         const unsigned kind = lexer.nextToken(token, true);
         if (kind == RFC2822TokenKind::End) return collector.assemble();
         if (kind == RFC2822TokenKind::Special) continue;
@@ -401,7 +447,7 @@ MIMEHeaderValue& MIMEHeaderValue::operator=(const std::string& text) {
 }
 
 void MIMEHeaderValue::parse(const std::string& text) {
-    RFC2822Lexer lexer(text, true);
+    RFC2822Lexer lexer(/*mimeMode=*/true, text);
     Zeb_String token;
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return;
     value_ = token;
@@ -432,6 +478,7 @@ int hexValue(char digit) {
 
 /// Resolves "%" escapes; false for what may not stand in an extended value.
 bool resolveEscapes(const std::string& text, std::string& octets) {
+    octets.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '%') {
             if (i + 2 >= text.size()) return false;
@@ -449,17 +496,22 @@ bool resolveEscapes(const std::string& text, std::string& octets) {
     return true;
 }
 
+/// The octets that an extended value stands for, from `start` on.
+bool extendedOctets(const Zeb_String& value, int start, std::string& octets) {
+    AdMbcsString ascii;
+    return ascii.cvtFromUTF16(AdCharset::getASCIICharset(), value.GetBuffer() + start,
+                              static_cast<std::size_t>(value.GetLength() - start), 0) &&
+           resolveEscapes(ascii.getString(), octets);
+}
+
 }  // namespace
 
 Zeb_String RFC2184Decode(const Zeb_String& value) {
     const int first = value.Find(u"'");
     const int second = first < 0 ? -1 : value.Find(u"'", first + 1);
     if (second < 0) return value;
-    std::string escaped;
     std::string octets;
-    if (!asciiOctets(value.Mid(second + 1, value.GetLength()), escaped) ||
-        !resolveEscapes(escaped, octets))
-        return value;
+    if (!extendedOctets(value, second + 1, octets)) return value;
     const AdCharset charset =
         first == 0 ? AdCharset::getASCIICharset() : charsetNamed(value.Left(first));
     Zeb_String text;
@@ -470,13 +522,23 @@ Zeb_String RFC2184Decode(const Zeb_String& value) {
 
 namespace {
 
+enum class TransferEncoding { Identity, Base64, QuotedPrintable, Unknown };
+
+TransferEncoding transferEncodingOf(const MIMEDecoder& decoder) {
+    const Zeb_String name = decoder.getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
+    if (isName(name, u"base64")) return TransferEncoding::Base64;
+    if (isName(name, u"quoted-printable")) return TransferEncoding::QuotedPrintable;
+    const bool isIdentity =
+        isName(name, u"7bit") || isName(name, u"8bit") || isName(name, u"binary");
+    return isIdentity ? TransferEncoding::Identity : TransferEncoding::Unknown;
+}
+
 /// A transfer decoding that notes malformed data and goes on behind it.
 template <typename Filter>
 class ResumingSource : public std::streambuf {
   public:
-    /// `raw` is what `filter` wraps.
-    ResumingSource(Filter& filter, std::streambuf& raw, MIMEDefect::Kind defect, DecodeGuard& guard)
-        : filter_(filter), raw_(raw), defect_(defect), guard_(guard) {}
+    ResumingSource(std::streambuf* raw, MIMEDefect::Kind defect, DecodeGuard& guard)
+        : filter_(raw, false), raw_(raw), defect_(defect), guard_(guard) {}
 
   protected:
     int_type underflow() override {
@@ -502,11 +564,11 @@ class ResumingSource : public std::streambuf {
     bool canGoOn() {
         if (!filter_.takeMalformed()) return false;
         guard_.note(defect_);
-        return !isEnd(raw_.sgetc());
+        return !isEnd(raw_->sgetc());
     }
 
-    Filter& filter_;
-    std::streambuf& raw_;
+    Filter filter_;
+    std::streambuf* raw_;
     const MIMEDefect::Kind defect_;
     DecodeGuard& guard_;
 };
@@ -514,41 +576,39 @@ class ResumingSource : public std::streambuf {
 }  // namespace
 
 /// What a decoder reads its body from: its transfer decoding, with a guard one that goes on behind
-/// malformed data.
+/// malformed data. The filter goes with it: a tree of many parts would keep one for each.
 class BodySource {
   public:
-    BodySource(MIMEDecoder& decoder, DecodeGuard* guard) : source_(decoder.getTransferStreambuf()) {
-        if (guard == nullptr) return;
-        std::streambuf& raw = *decoder.source_;
-        if (source_ == &decoder.quotedPrintable_)
-            source_ = &quotedPrintable_.emplace(decoder.quotedPrintable_, raw,
-                                                MIMEDefect::Kind::MalformedQuotedPrintable, *guard);
-        else if (source_ == &decoder.base64_)
-            source_ =
-                &base64_.emplace(decoder.base64_, raw, MIMEDefect::Kind::MalformedBase64, *guard);
-        else if (!isIdentity(decoder))
+    BodySource(const MIMEDecoder& decoder, DecodeGuard* guard) : raw_(decoder.source_) {
+        const TransferEncoding encoding = transferEncodingOf(decoder);
+        if (encoding == TransferEncoding::QuotedPrintable)
+            decode<quotedprintablebuf>(MIMEDefect::Kind::MalformedQuotedPrintable, guard);
+        else if (encoding == TransferEncoding::Base64)
+            decode<base64buf>(MIMEDefect::Kind::MalformedBase64, guard);
+        else if (encoding == TransferEncoding::Unknown && guard != nullptr)
             guard->note(MIMEDefect::Kind::UnknownTransferEncoding);
     }
 
-    std::streambuf* get() const { return source_; }
+    std::streambuf* get() const { return filter_ ? filter_.get() : raw_; }
 
   private:
-    static bool isIdentity(const MIMEDecoder& decoder) {
-        const Zeb_String name =
-            decoder.getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
-        return isName(name, u"7bit") || isName(name, u"8bit") || isName(name, u"binary");
+    template <typename Filter>
+    void decode(MIMEDefect::Kind malformed, DecodeGuard* guard) {
+        if (guard == nullptr)
+            filter_ = std::make_unique<Filter>(raw_, false);
+        else
+            filter_ = std::make_unique<ResumingSource<Filter>>(raw_, malformed, *guard);
     }
 
-    std::streambuf* source_;
-    std::optional<ResumingSource<quotedprintablebuf>> quotedPrintable_;
-    std::optional<ResumingSource<base64buf>> base64_;
+    std::streambuf* raw_;
+    std::unique_ptr<std::streambuf> filter_;
 };
 
 MIMEDecoder::MIMEDecoder(const HeaderMap& headers, std::istream& in)
-    : headers_(headers),
-      source_(in.rdbuf()),
-      base64_(source_, false),
-      quotedPrintable_(source_, false) {}
+    : MIMEDecoder(HeaderMap(headers), in) {}
+
+MIMEDecoder::MIMEDecoder(HeaderMap&& headers, std::istream& in)
+    : headers_(std::move(headers)), source_(in.rdbuf()) {}
 
 MIMEDecoder::~MIMEDecoder() = default;
 
@@ -565,38 +625,89 @@ namespace {
 
 constexpr char lineBlanks[] = " \t\r";
 
-/// Puts an unfolded field into the map. False when it has no colon.
-bool storeField(const std::string& field, HeaderMap& headers) {
-    const std::size_t colon = field.find(':');
-    if (colon == nowhere) return false;
-    const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
-    if (start == nowhere) return true;  // kept: a field without a value is none
-    std::string& value = headers[asciiText(field.substr(0, colon))];
-    if (!value.empty()) value += '\n';
-    value.append(field, start);
-    return true;
+// What things cost in memory beside their octets, at most, with what the allocator needs.
+static_assert(sizeof(MIMETextDecoder) + 72 <= DecodeGuard::entityCost);
+constexpr std::size_t fieldCost = sizeof(HeaderMap::value_type) + 64;
+constexpr std::size_t addressCost = sizeof(RFC2822Address) + 32;
+constexpr std::size_t parameterOctetCost = 16;
+constexpr std::size_t parameterCost = 3 * (sizeof(MIMEHeaderValue::Parameters::value_type) + 48);
+
+/// What is asked of a value later costs memory for each of its elements: one of too many is cut
+/// behind those that can be paid for. What continues a value may begin within quotes, and pays.
+std::size_t affordable(std::string_view text, const Zeb_String& name, bool isContinued,
+                       DecodeGuard& guard) {
+    const bool hasParameters = isName(name.Left(8), u"Content-");
+    const char separator = hasParameters ? '=' : ',';
+    const std::size_t cost = hasParameters ? parameterCost : addressCost;
+    const unsigned long long left = guard.left();
+    const std::size_t whole = text.size();
+    if (hasParameters) text = text.substr(0, left / parameterOctetCost);
+    std::size_t count = 0;
+    std::size_t end = 0;
+    for (;; ++end) {
+        end = isContinued ? text.find(separator, end) : endOfElement(text, separator, end);
+        if (end >= text.size() || count == left / cost) break;
+        ++count;
+    }
+    if (isContinued) guard.spend(count * cost);
+    end = std::min(end, text.size());
+    // In the middle of a parameter it would be malformed.
+    return hasParameters && end < whole ? std::min(end, text.rfind(';', end)) : end;
 }
 
-void readFields(HeaderMap& headers, std::istream& in, DecodeGuard* guard) {
+enum class Stored { Whole, InPart, NotAtAll, NoColon };
+
+/// Puts an unfolded field into the map.
+Stored storeField(std::string_view field, HeaderMap& headers, DecodeGuard* guard) {
+    const std::size_t colon = field.find(':');
+    if (colon == nowhere) return Stored::NoColon;
+    const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
+    if (start == nowhere) return Stored::Whole;  // kept: a field without a value is none
+    Zeb_String name = asciiText(field.substr(0, colon));
+    const auto known = headers.find(name);
+    const bool isNew = known == headers.end();
+    if (guard != nullptr && isNew && !guard->spend(fieldCost)) return Stored::NotAtAll;
+    const std::string_view text = field.substr(start);
+    const std::size_t length =
+        guard == nullptr ? text.size() : affordable(text, name, !isNew, *guard);
+    if (length == 0) return Stored::InPart;
+    std::string& value = isNew ? headers[std::move(name)] : known->second;
+    if (!value.empty()) value += '\n';
+    value.append(text.substr(0, length));
+    return length == text.size() ? Stored::Whole : Stored::InPart;
+}
+
+void tell(Stored stored, DecodeGuard& guard, LimitedHeader& header) {
+    if (stored == Stored::NoColon) guard.note(MIMEDefect::Kind::LineWithoutColon);
+    if (stored == Stored::InPart) guard.note(MIMEDefect::Kind::HeaderTooLarge);
+    if (stored == Stored::NotAtAll) header.cut();
+}
+
+/// With a guard `in` reads from `limited`.
+void readFields(HeaderMap& headers, std::istream& in, DecodeGuard* guard, LimitedHeader* limited) {
     std::string line;
     std::string field;
     while (std::getline(in, line)) {
         const std::size_t last = line.find_last_not_of(lineBlanks);
         if (last == nowhere) return;  // kept: a field that such a line continues is dropped
-        field.append(line, 0, last + 1);
+        line.resize(last + 1);
+        if (field.empty())
+            field.swap(line);
+        else
+            field.append(line);
         const int next = in.peek();
         if (next == ' ' || next == '\t') continue;
-        if (!storeField(field, headers) && guard != nullptr)
-            guard->note(MIMEDefect::Kind::LineWithoutColon);
+        const Stored stored = storeField(field, headers, guard);
+        if (guard != nullptr) tell(stored, *guard, *limited);
         field.clear();
     }
 }
 
 void readHeaderBlock(HeaderMap& headers, std::istream& in, DecodeGuard* guard) {
-    if (guard == nullptr) return readFields(headers, in, nullptr);
+    if (guard == nullptr) return readFields(headers, in, nullptr, nullptr);
     LimitedHeader header(in.rdbuf(), guard->limits().headerSize);
     std::istream limited(&header);
-    readFields(headers, limited, guard);
+    readFields(headers, limited, guard, &header);
     if (header.wasCut()) guard->note(MIMEDefect::Kind::HeaderTooLarge);
 }
 
@@ -636,11 +747,10 @@ EntityKind kindOf(const HeaderMap& headers, DecodeGuard* guard) {
 }  // namespace
 
 template <typename Decoder>
-MIMEDecoder* MIMEDecoder::construct(const HeaderMap& headers, std::istream& in,
-                                    DecodeGuard* guard) {
-    if (guard == nullptr) return new Decoder(headers, in, nullptr);
+MIMEDecoder* MIMEDecoder::construct(HeaderMap&& headers, std::istream& in, DecodeGuard* guard) {
+    if (guard == nullptr) return new Decoder(std::move(headers), in, nullptr);
     const std::size_t place = guard->makePlace();
-    auto* const decoder = new Decoder(headers, in, guard);
+    auto* const decoder = new Decoder(std::move(headers), in, guard);
     guard->adopt(place, decoder);
     return decoder;
 }
@@ -650,13 +760,13 @@ MIMEDecoder* MIMEDecoder::build(std::istream& in, DecodeGuard* guard) {
     readHeaderBlock(headers, in, guard);
     switch (kindOf(headers, guard)) {
         case EntityKind::Multipart:
-            return construct<MIMEMultipartDecoder>(headers, in, guard);
+            return construct<MIMEMultipartDecoder>(std::move(headers), in, guard);
         case EntityKind::Message:
-            return construct<RFC2822Decoder>(headers, in, guard);
+            return construct<RFC2822Decoder>(std::move(headers), in, guard);
         case EntityKind::Text:
-            return construct<MIMETextDecoder>(headers, in, guard);
+            return construct<MIMETextDecoder>(std::move(headers), in, guard);
         default:
-            return construct<MIMEBinaryDecoder>(headers, in, guard);
+            return construct<MIMEBinaryDecoder>(std::move(headers), in, guard);
     }
 }
 
@@ -676,22 +786,30 @@ MIMEDecoder* MIMEDecoder::buildInBlocks(std::streambuf& source, DecodeGuard* gua
     return decoder;
 }
 
-std::string MIMEDecoder::getRawHeader(const Zeb_String& name) const {
+const std::string* MIMEDecoder::findHeader(const Zeb_String& name) const {
     const auto found = headers_.find(name);
-    return found != headers_.end() ? found->second : std::string();
+    return found != headers_.end() ? &found->second : nullptr;
+}
+
+std::string MIMEDecoder::getRawHeader(const Zeb_String& name) const {
+    const std::string* const value = findHeader(name);
+    return value != nullptr ? *value : std::string();
 }
 
 MIMEHeaderValue MIMEDecoder::getMIMEHeader(const Zeb_String& name,
                                            const std::string& defaultValue) const {
-    const auto found = headers_.find(name);
-    return MIMEHeaderValue(found != headers_.end() ? found->second : defaultValue);
+    const std::string* const value = findHeader(name);
+    return MIMEHeaderValue(value != nullptr ? *value : defaultValue);
 }
 
 std::streambuf* MIMEDecoder::getTransferStreambuf() {
-    const Zeb_String encoding = getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
-    if (isName(encoding, u"base64")) return &base64_;
-    if (isName(encoding, u"quoted-printable")) return &quotedPrintable_;
-    return source_;  // kept: an encoding that is not known is read as it stands
+    const TransferEncoding encoding = transferEncodingOf(*this);
+    if (encoding == TransferEncoding::Base64 && !filter_)
+        filter_ = std::make_unique<base64buf>(source_, false);
+    if (encoding == TransferEncoding::QuotedPrintable && !filter_)
+        filter_ = std::make_unique<quotedprintablebuf>(source_, false);
+    // Kept: an encoding that is not known is read as it stands.
+    return filter_ ? filter_.get() : source_;
 }
 
 std::string MIMEDecoder::readBody(std::streambuf* source) {
@@ -705,10 +823,10 @@ std::string MIMEDecoder::readBody(std::streambuf* source) {
 // ==== leaves
 
 MIMETextDecoder::MIMETextDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMETextDecoder(headers, in, nullptr) {}
+    : MIMETextDecoder(HeaderMap(headers), in, nullptr) {}
 
-MIMETextDecoder::MIMETextDecoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard)
-    : MIMEDecoder(headers, in),
+MIMETextDecoder::MIMETextDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(std::move(headers), in),
       charsetName_(getMIMEHeader(u"Content-Type", "").getParameter(u"charset", u"US-ASCII")) {
     if (guard != nullptr && !charsetNamed(charsetName_).isKnown())
         guard->note(MIMEDefect::Kind::UnknownCharset);
@@ -727,10 +845,10 @@ void MIMETextDecoder::getText(std::basic_ostream<unsigned short>& out) const {
 }
 
 MIMEBinaryDecoder::MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMEBinaryDecoder(headers, in, nullptr) {}
+    : MIMEBinaryDecoder(HeaderMap(headers), in, nullptr) {}
 
-MIMEBinaryDecoder::MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard)
-    : MIMEDecoder(headers, in), body_(readBody(BodySource(*this, guard).get())) {}
+MIMEBinaryDecoder::MIMEBinaryDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(std::move(headers), in), body_(readBody(BodySource(*this, guard).get())) {}
 
 MIMEBinaryDecoder::~MIMEBinaryDecoder() = default;
 
@@ -776,11 +894,11 @@ bool findPart(std::streambuf& source, DecodeGuard* guard) {
 }  // namespace
 
 MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMEMultipartDecoder(headers, in, nullptr) {}
+    : MIMEMultipartDecoder(HeaderMap(headers), in, nullptr) {}
 
-MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in,
+MIMEMultipartDecoder::MIMEMultipartDecoder(HeaderMap&& headers, std::istream& in,
                                            DecodeGuard* guard)
-    : MIMEDecoder(headers, in) {
+    : MIMEDecoder(std::move(headers), in) {
     const BodySource body(*this, guard);
     std::streambuf& source = *body.get();
     const std::string delimiter = boundary();
@@ -813,10 +931,10 @@ std::string MIMEMultipartDecoder::boundary() const {
 RFC2822Decoder::RFC2822Decoder(std::istream& in) : RFC2822Decoder(HeaderMap(), in, nullptr) {}
 
 RFC2822Decoder::RFC2822Decoder(const HeaderMap& headers, std::istream& in)
-    : RFC2822Decoder(headers, in, nullptr) {}
+    : RFC2822Decoder(HeaderMap(headers), in, nullptr) {}
 
-RFC2822Decoder::RFC2822Decoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard)
-    : MIMEDecoder(headers, in) {
+RFC2822Decoder::RFC2822Decoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(std::move(headers), in) {
     const BodySource body(*this, guard);
     BlockSource message(body.get(), guard == nullptr ? &messageText_ : nullptr);
     const DecodeGuard::Input input(guard, message);
@@ -831,14 +949,17 @@ bool RFC2822Decoder::isMessage() const { return true; }
 RFC2822Decoder* RFC2822Decoder::getMessageDecoder() { return this; }
 
 Zeb_String RFC2822Decoder::getHeader(const Zeb_String& name) const {
-    return decodeRFC2047Words(entity_->getRawHeader(name));
+    const std::string* const value = entity_->findHeader(name);
+    return value != nullptr ? decodeRFC2047Words(*value) : Zeb_String();
 }
 
 Zeb_String RFC2822Decoder::getSubject() const { return getHeader(u"Subject"); }
 Zeb_String RFC2822Decoder::getDate() const { return getHeader(u"Date"); }
 
 std::vector<RFC2822Address> RFC2822Decoder::parseAddressHeader(const Zeb_String& name) const {
-    return RFC2822Address::parseAddresses(entity_->getRawHeader(name));
+    const std::string* const value = entity_->findHeader(name);
+    if (value == nullptr) return {};
+    return RFC2822Address::parseAddresses(*value);
 }
 
 RFC2822Address RFC2822Decoder::getSender() const {

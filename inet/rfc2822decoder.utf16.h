@@ -12,8 +12,10 @@
 #include <cstddef>
 #include <istream>
 #include <map>
+#include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/host.h"
@@ -68,6 +70,11 @@ class VTINETLIB_API RFC2822Lexer {
     unsigned nextToken(Zeb_String& token, bool skipBlanks);
 
   private:
+    friend class RFC2822Address;
+    friend class MIMEHeaderValue;
+    /// Reads a text that is not copied.
+    VTINETLIB_HIDDEN RFC2822Lexer(bool mimeMode, std::string_view text);
+
     VTINETLIB_HIDDEN void takeWhitespace(Zeb_String* token);
     VTINETLIB_HIDDEN bool takeComment(Zeb_String* token);
     VTINETLIB_HIDDEN bool takeQuotedString(Zeb_String& token);
@@ -75,7 +82,8 @@ class VTINETLIB_API RFC2822Lexer {
     VTINETLIB_HIDDEN void takeSpecial(Zeb_String& token);
     VTINETLIB_HIDDEN bool isAtomOctet(std::size_t position, signed char lowest) const;
 
-    const std::string text_;
+    const std::string copy_;
+    const std::string_view text_;
     std::size_t position_ = 0;
     const bool mimeMode_;
 };
@@ -197,22 +205,25 @@ class VTINETLIB_API MIMEDecoder {
   protected:
     ~MIMEDecoder();
 
+    VTINETLIB_HIDDEN MIMEDecoder(HeaderMap&& headers, std::istream& in);
     VTINETLIB_HIDDEN static MIMEDecoder* build(std::istream& in, DecodeGuard* guard);
     VTINETLIB_HIDDEN static MIMEDecoder* buildFrom(std::streambuf& source, DecodeGuard* guard);
     VTINETLIB_HIDDEN static MIMEDecoder* buildInBlocks(std::streambuf& source, DecodeGuard* guard);
     template <typename Decoder>
-    VTINETLIB_HIDDEN static MIMEDecoder* construct(const HeaderMap& headers, std::istream& in,
+    VTINETLIB_HIDDEN static MIMEDecoder* construct(HeaderMap&& headers, std::istream& in,
                                                    DecodeGuard* guard);
+    /// The value of a field, null when there is none.
+    VTINETLIB_HIDDEN const std::string* findHeader(const Zeb_String& name) const;
     /// All that `source` has, read in blocks.
     VTINETLIB_HIDDEN static std::string readBody(std::streambuf* source);
 
   private:
     friend class BodySource;
+    friend class RFC2822Decoder;
 
     HeaderMap headers_;
     std::streambuf* source_;
-    base64buf base64_;
-    quotedprintablebuf quotedPrintable_;
+    std::unique_ptr<std::streambuf> filter_;  // over source_, once it has been asked for
 };
 
 /// An entity of media type text, or without Content-Type.
@@ -233,8 +244,7 @@ class VTINETLIB_API MIMETextDecoder final : public MIMEDecoder {
 
   private:
     friend class MIMEDecoder;
-    VTINETLIB_HIDDEN MIMETextDecoder(const HeaderMap& headers, std::istream& in,
-                                     DecodeGuard* guard);
+    VTINETLIB_HIDDEN MIMETextDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard);
 
     std::string body_;
     Zeb_String charsetName_;
@@ -254,8 +264,7 @@ class VTINETLIB_API MIMEBinaryDecoder final : public MIMEDecoder {
 
   private:
     friend class MIMEDecoder;
-    VTINETLIB_HIDDEN MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in,
-                                       DecodeGuard* guard);
+    VTINETLIB_HIDDEN MIMEBinaryDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard);
 
     std::string body_;
 };
@@ -276,7 +285,7 @@ class VTINETLIB_API MIMEMultipartDecoder final : public MIMEDecoder {
 
   private:
     friend class MIMEDecoder;
-    VTINETLIB_HIDDEN MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in,
+    VTINETLIB_HIDDEN MIMEMultipartDecoder(HeaderMap&& headers, std::istream& in,
                                           DecodeGuard* guard);
     VTINETLIB_HIDDEN std::string boundary() const;
 
@@ -314,7 +323,7 @@ class VTINETLIB_API RFC2822Decoder final : public MIMEDecoder {
   private:
     friend class MIMEDecoder;
     friend class GuardedMessage;
-    VTINETLIB_HIDDEN RFC2822Decoder(const HeaderMap& headers, std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN RFC2822Decoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard);
 
     std::string messageText_;  // empty when guarded
     MIMEDecoder* entity_;

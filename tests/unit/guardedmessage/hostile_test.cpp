@@ -2,7 +2,6 @@
 // Messages that are made to do harm. Nothing here measures time: what does not end, or does not
 // grow linearly, runs into the limit that each test has.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <sstream>
 #include <stdexcept>
@@ -10,6 +9,7 @@
 #include "tests/support/wide_text.h"
 #include "tests/unit/entitydecoder/entity_fixtures.h"
 #include "tests/unit/guardedmessage/guarded_fixtures.h"
+#include "tests/unit/guardedmessage/small_stack.h"
 
 namespace {
 
@@ -145,7 +145,7 @@ TEST(Hostile, FiveMillionEmptyParts) {
                 GeneratedSource source("Content-Type: multipart/mixed; boundary=b\r\n\r\n",
                                        "--b\r\n\r\n", 5'000'000, "--b--\r\n");
                 std::istream in(&source);
-                const GuardedMessage message(in);
+                const GuardedMessage message(in, {.overhead = 16 << 20});
                 const std::size_t parts = partsOf(*message.getMessage().getMessageEntity()).size();
                 if (parts != 19'999) return std::to_string(parts) + " parts";
                 const Defects expected{defect("tooManyEntities", "1", 43 + 2 + 19'999 * 7 + 5)};
@@ -236,7 +236,7 @@ TEST(Hostile, EmptyBoundary) {
     const std::string text =
         crlf("Content-Type: multipart/mixed; boundary=\"\"\n\n" + repeated("--\n\nx\n", 50'000));
     std::istringstream in(text);
-    const GuardedMessage message(in);
+    const GuardedMessage message(in, {.overhead = 16 << 20});
     EXPECT_EQ(partsOf(*message.getMessage().getMessageEntity()).size(), 19'999U);
     ASSERT_EQ(message.getDefectCount(), 2U);
     EXPECT_EQ(message.getDefects()[0].kind, MIMEDefect::Kind::NoBoundary);
@@ -274,27 +274,42 @@ TEST(Hostile, ContentTypeOfOpenComments) {
     EXPECT_EQ(message.getDefects().at(0).kind, MIMEDefect::Kind::HeaderTooLarge);
 }
 
-void* decodeDeep(void* text) {
-    std::istringstream in(*static_cast<const std::string*>(text));
-    const GuardedMessage message(in);
-    EXPECT_EQ(depthOf(message.getMessage().getMessageEntity()), 99);
-    return nullptr;
+void decodeDeep(const std::string& text) {
+    onSmallStack([&] {
+        std::istringstream in(text);
+        const GuardedMessage message(in);
+        EXPECT_EQ(depthOf(message.getMessage().getMessageEntity()), 99);
+    });
 }
 
-void onASmallStack(std::string text) {
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    // A sanitizer makes each frame larger.
-    const std::size_t kibibytes = isSanitized ? 8192 : 256;
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kibibytes << 10), 0);
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(&thread, &attributes, decodeDeep, &text), 0);
-    EXPECT_EQ(pthread_join(thread, nullptr), 0);
-    EXPECT_EQ(pthread_attr_destroy(&attributes), 0);
+TEST(Hostile, MultipartsInEachOtherOnASmallStack) { decodeDeep(nestedMultiparts(120, "body")); }
+
+TEST(Hostile, MessagesInEachOtherOnASmallStack) { decodeDeep(nestedMessages(120, "body")); }
+
+TEST(Hostile, MessagesInMultipartsOnASmallStack) {
+    std::string text;
+    for (int level = 0; level < 60; ++level) {
+        const std::string boundary = "b" + std::to_string(1'000 + level);
+        text += "Content-Type: multipart/mixed; boundary=" + boundary + "\r\n\r\n--" + boundary +
+                "\r\nContent-Type: message/rfc822\r\n\r\n";
+    }
+    decodeDeep(text + "\r\nbody");
 }
 
-TEST(Hostile, MultipartsInEachOtherOnASmallStack) { onASmallStack(nestedMultiparts(120, "body")); }
+TEST(Hostile, EncodedMessagesInEachOtherOnASmallStack) {
+    decodeDeep(repeated("Content-Transfer-Encoding: quoted-printable\r\n"
+                        "Content-Type: message/rfc822\r\n\r\n",
+                        120) +
+               "\r\nbody");
+}
 
-TEST(Hostile, MessagesInEachOtherOnASmallStack) { onASmallStack(nestedMessages(120, "body")); }
+TEST(Hostile, FieldsOfTheDeepestEntityOnASmallStack) {
+    const std::string fields = "To: " + repeated("(\"a\" =?utf-8?q?b?= ", 1'000) +
+                               "\r\nContent-Type: text/plain" + repeated(";a*1=b", 100) +
+                               ";charset=iso-2022-jp\r\n\r\nbody";
+    std::string text = nestedMultiparts(99, "");
+    text.replace(text.rfind("\r\n"), 2, fields);
+    decodeDeep(text);
+}
 
 }  // namespace

@@ -2,6 +2,7 @@
 // The limits of guarded decoding: what is left out, and that it is said.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
 
 #include "tests/unit/entitydecoder/entity_fixtures.h"
@@ -197,12 +198,123 @@ TEST(DefectLimit, MayBeNone) {
     EXPECT_EQ(decoded.message.getDefectCount(), 2U);
 }
 
+/// A header of so many fields of distinct names, each as short as it can be.
+std::string tinyFields(std::size_t count) {
+    std::string header;
+    for (std::size_t number = 0; number < count; ++number)
+        header += std::to_string(number) + ":x\n";
+    return header;
+}
+
+TEST(OverheadLimit, IsNotFeltByPartsOfOneLine) {
+    const Decoded decoded(
+        multipart("b", repeated("--b\nContent-Type: text/plain; charset=utf-8\n\nA text of a line, "
+                                "not a long one.\n",
+                                19'999)),
+        {});
+    EXPECT_EQ(decoded.defects(), Defects{});
+    EXPECT_EQ(partsOf(decoded.entity()).size(), 19'999U);
+}
+
+TEST(OverheadLimit, IsNotFeltByFieldsAndListsOfUsualLength) {
+    std::string text;
+    for (int number = 0; number < 10'000; ++number)
+        text += "X-Name-" + std::to_string(number) + ": a value\n";
+    text += "To: " + repeated("Jane Doe <jane@example.org>,\n ", 10'000) + "a@b\n";
+    text += "Content-Type: text/plain" + repeated("; a*1=\"b=c\"", 500) + "\n\nbody";
+    const Decoded decoded(text, {});
+    EXPECT_EQ(decoded.defects(), Defects{});
+    EXPECT_EQ(decoded.message.getMessage().getTo().size(), 10'001U);
+}
+
+TEST(OverheadLimit, DropsPartsThatAreAlmostEmpty) {
+    const std::string text = multipart("b", repeated("--b\n\n", 10'000));
+    const Decoded decoded(text, {});
+    EXPECT_GT(partsOf(decoded.entity()).size(), 2'000U);
+    EXPECT_LT(partsOf(decoded.entity()).size(), 4'000U);
+    ASSERT_EQ(decoded.message.getDefectCount(), 1U);
+    EXPECT_EQ(decoded.message.getDefects()[0].kind, MIMEDefect::Kind::TooManyEntities);
+    EXPECT_EQ(partsOf(Decoded(text, {.overhead = 4 << 20}).entity()).size(), 10'000U);
+}
+
+TEST(OverheadLimit, DropsTheRestOfABlockOfTinyFields) {
+    const std::string text = tinyFields(10'000) + "\nbody";
+    const Decoded decoded(text, {});
+    EXPECT_GT(decoded.entity().getHeaders().size(), 4'000U);
+    EXPECT_LT(decoded.entity().getHeaders().size(), 6'000U);
+    EXPECT_EQ(bodyOf(decoded.entity()), "body");
+    EXPECT_EQ(decoded.defects(), Defects{defect("headerTooLarge", "1", text.find("body"))});
+    EXPECT_EQ(Decoded(text, {.overhead = 4 << 20}).defects(), Defects{});
+}
+
+TEST(OverheadLimit, IsSharedByAllBlocks) {
+    const std::string half = "--b\n" + tinyFields(4'000) + "\none\n";
+    const Decoded decoded(multipart("b", half + half), {});
+    ASSERT_EQ(partsOf(decoded.entity()).size(), 2U);
+    EXPECT_EQ(partsOf(decoded.entity())[0]->getHeaders().size(), 4'000U);
+    EXPECT_LT(partsOf(decoded.entity())[1]->getHeaders().size(), 4'000U);
+    EXPECT_EQ(decoded.message.getDefectCount(), 1U);
+}
+
+TEST(OverheadLimit, CutsAListOfTinyAddressesAndGoesOnBehindIt) {
+    const std::string text = "To: " + repeated("a@b,", 20'000) + "c@d\nSubject: e\n\nbody";
+    const Decoded decoded(text, {});
+    const std::size_t count = decoded.message.getMessage().getTo().size();
+    EXPECT_GT(count, 5'000U);
+    EXPECT_LT(count, 12'000U);
+    EXPECT_EQ(decoded.entity().getRawHeader(u"To"), repeated("a@b,", count - 1) + "a@b");
+    EXPECT_EQ(decoded.entity().getRawHeader(u"Subject"), "e");
+    EXPECT_EQ(decoded.defects(), Defects{defect("headerTooLarge", "1", text.find("Subject"))});
+}
+
+TEST(OverheadLimit, CutsAListInManyFields) {
+    const Decoded decoded(repeated("To: " + repeated("a@b,", 5'000) + "\n", 10) + "\n", {});
+    const std::size_t count = decoded.message.getMessage().getTo().size();
+    EXPECT_GT(count, 5'000U);
+    EXPECT_LT(count, 30'000U);
+}
+
+TEST(OverheadLimit, CutsAListWhoseCommasSeemQuotedByTheFieldBefore) {
+    const Decoded decoded("To: \"\nTo: " + repeated("\",a@b,\"", 50'000) + "\n\n", {});
+    EXPECT_EQ(decoded.message.getDefects().at(0).kind, MIMEDefect::Kind::HeaderTooLarge);
+}
+
+TEST(OverheadLimit, CutsAValueOfTinyParameters) {
+    std::string text = "Content-Type: text/plain";
+    for (int number = 0; number < 5'000; ++number) text += ";" + std::to_string(number) + "=a";
+    const Decoded decoded(text + "\n\nbody", {});
+    const std::size_t count =
+        decoded.entity().getMIMEHeader(u"Content-Type", "").getParameters().size();
+    EXPECT_GT(count, 1'000U);
+    EXPECT_LT(count, 3'000U);
+    EXPECT_TRUE(decoded.entity().isText());
+    EXPECT_EQ(decoded.message.getDefects().at(0).kind, MIMEDefect::Kind::HeaderTooLarge);
+}
+
+TEST(OverheadLimit, CutsAValueBehindAWholeSection) {
+    std::string text = "Content-Type: text/plain";
+    for (int number = 0; number < 5'000; ++number) text += "; a*" + std::to_string(number) + "=x";
+    const Decoded decoded(text + "\n\nbody", {});
+    const MIMEHeaderValue type = decoded.entity().getMIMEHeader(u"Content-Type", "");
+    EXPECT_GT(type.getParameter(u"a", u"").GetLength(), 1'000);
+}
+
+TEST(OverheadLimit, MayBeNone) {
+    EXPECT_EQ(Decoded(tinyFields(20'000) + "\nbody", {.overhead = SIZE_MAX}).defects(), Defects{});
+}
+
+TEST(OverheadLimit, DoesNotCountWhatIsQuoted) {
+    const Decoded decoded("To: \"" + repeated(",", 50'000) + "\" <a@b>\n\n", {});
+    EXPECT_EQ(decoded.defects(), Defects{});
+}
+
 TEST(Limits, HaveDefaultsThatOrdinaryMailDoesNotReach) {
     const MIMELimits limits;
     EXPECT_GE(limits.depth, 50U);
     EXPECT_GE(limits.entities, 10'000U);
     EXPECT_GE(limits.headerSize, 256U << 10);
     EXPECT_GE(limits.defects, 100U);
+    EXPECT_GE(limits.overhead, 256U << 10);
 }
 
 }  // namespace
