@@ -111,8 +111,8 @@ std::string envelope() {
 
 TEST(SmtpCuts, TheWholeSessionIsWhatTheServerSaid) {
     const SmtpOutcome whole = runSession(ScriptedServer::never, longMessage());
-    EXPECT_EQ(whole.wire, envelope() + dotStuffed(longMessage()) +
-                              "MAIL FROM:<from@here>\r\nQUIT\r\n");
+    EXPECT_EQ(whole.wire,
+              envelope() + dotStuffed(longMessage()) + "MAIL FROM:<from@here>\r\nQUIT\r\n");
     EXPECT_NE(whole.calls.find("open 1: 250 mail.example\n"), std::string::npos);
     EXPECT_NE(whole.calls.find("8BITMIME 1"), std::string::npos);
     EXPECT_NE(whole.calls.find("deliver 1: 250 line 0"), std::string::npos);
