@@ -255,6 +255,7 @@ class AdCharsetCodec {
   public:
     /// True when the octets were well-formed; `out` is filled in any case.
     static bool widen(const AdCharset& charset, Octets octets, Units& out) {
+        out.reserve(octets.length);  // an octet makes one unit at most, in nearly all charsets
         switch (charset.kind_) {
             case AdCharset::Kind::Ascii:
                 return widenAscii(octets, out);
