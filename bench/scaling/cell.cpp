@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "bench/scaling/cell.h"
+
+#include <malloc.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <new>
+
+#include "bench/scaling/heap_peak.h"
+
+namespace {
+
+struct Cost {
+    double seconds = 0;
+    std::size_t peak = 0;
+    Found found;
+};
+
+double cpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+Cost onceCounted(const Work& work, const std::string& file) {
+    Cost cost;
+    const double start = cpuSeconds();
+    startCountingHeap();
+    cost.found = work(file);
+    cost.peak = stopCountingHeap();
+    cost.seconds = cpuSeconds() - start;
+    return cost;
+}
+
+/// The heap keeps what it has: how fast the system hands out pages is not what is measured.
+void keepHeap() {
+    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+}
+
+Cost repeatedly(const Work& work, const std::string& file, double seconds) {
+    keepHeap();
+    Cost cost;
+    work(file);
+    int count = 0;
+    const double start = cpuSeconds();
+    do {
+        cost.found = work(file);
+        ++count;
+    } while (cpuSeconds() - start < seconds);
+    cost.seconds = (cpuSeconds() - start) / count;
+    return cost;
+}
+
+void print(const Cost& cost) {
+    std::printf(
+        "{\"seconds\": %.9f, \"peak\": %zu, \"entities\": %zu, \"levels\": %zu, "
+        "\"octets\": %zu, \"addresses\": %zu, \"defects\": {",
+        cost.seconds, cost.peak, cost.found.entities, cost.found.levels, cost.found.octets,
+        cost.found.addresses);
+    const char* separator = "";
+    for (const auto& [name, count] : cost.found.defects) {
+        std::printf("%s\"%s\": %zu", separator, name.c_str(), count);
+        separator = ", ";
+    }
+    std::printf("}}\n");
+}
+
+}  // namespace
+
+int runCell(int argc, char** argv, const Work& work) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s FILE [SECONDS]\n", argv[0]);
+        return 2;
+    }
+    try {
+        print(argc < 3 ? onceCounted(work, argv[1])
+                       : repeatedly(work, argv[1], std::atof(argv[2])));
+    } catch (const std::bad_alloc&) {
+        return 3;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+        return 1;
+    }
+    return 0;
+}
