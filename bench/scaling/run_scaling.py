@@ -12,7 +12,6 @@ import concurrent.futures
 import itertools
 import json
 import pathlib
-import resource
 import signal
 import statistics
 import subprocess
@@ -28,7 +27,7 @@ MAX_MEMORY_RATIO, MEMORY_ALLOWANCE = 8, 1 << 20
 MIN_LEVELS = 100
 
 #: What one process may take.
-MAX_SECONDS, MAX_OWN_SECONDS, MAX_MEMORY = 10, 60, 4 << 30
+MAX_SECONDS, MAX_OWN_SECONDS, MAX_MEMORY = 5, 60, 4 << 30
 STACK = 8 << 20
 OUT_OF_MEMORY = 3  # the exit code of a driver
 
@@ -45,12 +44,10 @@ class Failure(Exception):
 
 # ---- one cell
 
-def limit_process(seconds):
-    """For a child: limits that leave no core file and no half-dead process."""
-    resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 5))
-    resource.setrlimit(resource.RLIMIT_AS, (MAX_MEMORY, MAX_MEMORY))
-    resource.setrlimit(resource.RLIMIT_STACK, (STACK, STACK))
-    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+def limits(seconds):
+    """The command that sets limits for the one behind it; no core file, no half-dead process."""
+    return ["prlimit", f"--cpu={seconds}:{seconds + 1}", f"--as={MAX_MEMORY}", f"--stack={STACK}",
+            "--core=0", "--"]
 
 
 def why_failed(run, seconds):
@@ -66,9 +63,8 @@ def why_failed(run, seconds):
 def cell(driver, file, seconds, *arguments):
     """What `driver` prints for `file`; it may take so many seconds of CPU time."""
     try:
-        run = subprocess.run([*driver, file, *arguments], capture_output=True, check=False,
-                             text=True, errors="replace", timeout=10 * seconds,
-                             preexec_fn=lambda: limit_process(seconds))
+        run = subprocess.run([*limits(seconds), *driver, file, *arguments], capture_output=True,
+                             check=False, text=True, errors="replace", timeout=10 * seconds)
     except subprocess.TimeoutExpired as slow:
         raise Failure(f"> {seconds} s") from slow
     if run.returncode != 0:
@@ -137,10 +133,10 @@ def judge(ours):
     for ratio, sizes in zip(ours["ratios"], (ours["octets"][:2], ours["octets"][1:])):
         if ratio > MAX_TIME_RATIO:
             wrong.append(f"time ratio {ratio:.2f} from {sizes[0]} to {sizes[1]} octets")
-    for octets, peak in zip(ours["octets"], ours["peaks"]):
-        if peak > MAX_MEMORY_RATIO * octets + MEMORY_ALLOWANCE:
-            wrong.append(f"peak of {peak} octets for {octets}: "
-                         f"{(peak - MEMORY_ALLOWANCE) / octets:.1f} times the input + 1 MiB")
+    excess, octets = max(((peak - MEMORY_ALLOWANCE) / octets, octets)
+                         for octets, peak in zip(ours["octets"], ours["peaks"]))
+    if excess > MAX_MEMORY_RATIO:
+        wrong.append(f"peak of {excess:.1f} times the {octets} octets + 1 MiB")
     return wrong
 
 
@@ -174,15 +170,21 @@ def drivers(build):
     return found
 
 
-def measure_peers(peers, file):
-    """All of them on one file, as many at a time as there are processors."""
-    def measure(driver):
-        try:
-            return cell(driver, file, MAX_SECONDS)
-        except Failure as failure:
-            return {"failure": str(failure)}
-    with concurrent.futures.ThreadPoolExecutor(2) as pool:
-        return dict(zip(peers, pool.map(measure, peers.values())))
+def peer_cell(driver, file):
+    try:
+        return cell(driver, file, MAX_SECONDS)
+    except Failure as failure:
+        return {"failure": str(failure)}
+
+
+def measure_peers(shape, peers, folder):
+    """All of them on the largest message of a shape."""
+    path = folder / f"peers-{time.monotonic_ns()}.eml"
+    with path.open("wb") as file:
+        shape.write(file, shape.largest)
+    figures = {name: peer_cell(driver, path) for name, driver in peers.items()}
+    path.unlink()
+    return figures
 
 
 # ---- the table
@@ -200,12 +202,7 @@ def peer_text(figures, octets):
         f"{time_text(figures['seconds'])} {figures['peak'] / octets:.1f}x"
 
 
-def print_head(peers):
-    print(f"{'family: shape':50} {'4N':>10} {'ours':>10} {'2N/N':>5} {'4N/2N':>5} {'memory':>7}",
-          *(f"{name:>16}" for name in peers))
-
-
-def print_row(shape, row):
+def print_own(shape, row):
     octets = row["octets"][-1]
     print(f"{str(shape):50} {size_text(octets):>10}", end=" ")
     if "failure" in row:
@@ -213,34 +210,49 @@ def print_row(shape, row):
     else:
         print(f"{time_text(row['seconds'][-1]):>10} {row['ratios'][0]:5.2f} {row['ratios'][1]:5.2f}"
               f" {row['peaks'][-1] / octets:6.1f}x", end="")
-    for figures in row["peers"].values():
-        print(f" {peer_text(figures, octets):>16}", end="")
     print(" <-- " + "; ".join(row["wrong"]) if row["wrong"] else "", flush=True)
 
 
-def measure_shape(shape, own, peers, folder):
+def print_peers(shape, row):
+    octets = row["octets"][-1]
+    ours = {"failure": row["failure"]} if "failure" in row else \
+        {"seconds": row["seconds"][-1], "peak": row["peaks"][-1]}
+    print(f"{str(shape):50} {size_text(octets):>10}",
+          *(f"{peer_text(figures, octets):>16}" for figures in (ours, *row["peers"].values())),
+          flush=True)
+
+
+# ---- the whole
+
+def measure_shape(shape, own, folder):
     with Files(shape, folder) as files:
         try:
             row = measure_ours(own, files)
-            row["wrong"] = judge(row)
+            wrong = judge(row)
         except Failure as failure:
-            row = {"octets": files.octets, "failure": str(failure), "wrong": [str(failure)]}
-        row["peers"] = measure_peers(peers, files.paths[-1]) if peers else {}
-    return {"family": shape.family, "shape": shape.name, **row}
+            row = {"octets": files.octets, "failure": str(failure)}
+            wrong = [str(failure)]
+    return {"family": shape.family, "shape": shape.name, **row, "wrong": wrong}
 
 
-def measure_all(options, peers, folder):
-    """Prints the table. Returns its rows and all that is wrong."""
-    own = [options.build / "bench/scaling/own_driver"]
+def measure_own(shapes, own, folder):
+    """Prints the table of our figures. Returns its rows."""
+    print(f"{'family: shape':50} {'4N':>10} {'ours':>10} {'2N/N':>5} {'4N/2N':>5} {'memory':>7}")
     rows = []
-    wrong = [f"nesting: {fault}" for fault in check_levels(own, folder)]
-    print_head(peers)
-    for shape in families.SHAPES:
-        if options.only in str(shape):
-            rows.append(measure_shape(shape, own, peers, folder))
-            print_row(shape, rows[-1])
-            wrong += [f"{shape}: {fault}" for fault in rows[-1]["wrong"]]
-    return rows, wrong
+    for shape in shapes:
+        rows.append(measure_shape(shape, own, folder))
+        print_own(shape, rows[-1])
+    return rows
+
+
+def add_peers(shapes, rows, peers, folder):
+    """Adds the figures of the others to the rows and prints them, two shapes at a time."""
+    print(f"\n{'family: shape':50} {'4N':>10} {'ours':>16}", *(f"{name:>16}" for name in peers))
+    with concurrent.futures.ThreadPoolExecutor(2) as pool:
+        measured = pool.map(lambda shape: measure_peers(shape, peers, folder), shapes)
+        for shape, row, figures in zip(shapes, rows, measured):
+            row["peers"] = figures
+            print_peers(shape, row)
 
 
 def parsed_arguments():
@@ -256,18 +268,21 @@ def parsed_arguments():
 
 def main():
     options = parsed_arguments()
-    peers = {} if options.own else drivers(options.build)
+    shapes = [shape for shape in families.SHAPES if options.only in str(shape)]
+    own = [options.build / "bench/scaling/own_driver"]
     options.out.mkdir(parents=True, exist_ok=True)
     start = time.monotonic()
-    rows, wrong = measure_all(options, peers, options.out)
+    wrong = [f"nesting: {fault}" for fault in check_levels(own, options.out)]
+    rows = measure_own(shapes, own, options.out)
+    wrong += [f"{shape}: {fault}" for shape, row in zip(shapes, rows) for fault in row["wrong"]]
+    if not options.own:
+        add_peers(shapes, rows, drivers(options.build), options.out)
     (options.out / "scaling.json").write_text(
         json.dumps({"rows": rows, "wrong": wrong}, indent=1) + "\n", encoding="utf-8")
     print(f"{len(rows)} shapes in {time.monotonic() - start:.0f} s; "
           f"figures in {options.out / 'scaling.json'}")
-    for fault in wrong:
+    for fault in wrong if rows else ["no such shape"]:
         print(f"FAILED: {fault}")
-    if not rows:
-        print("FAILED: no such shape")
     return 1 if wrong or not rows else 0
 
 

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The work of own_driver.cpp, done by POCO, which takes apart the outermost multipart only and
-// converts no text.
+// The work of own_driver.cpp, done by POCO, which takes apart the outermost multipart only, and
+// reads neither addresses nor text.
 #include <Poco/Net/MailMessage.h>
-#include <Poco/Net/MailRecipient.h>
 #include <Poco/Net/PartHandler.h>
 #include <Poco/StreamCopier.h>
 
@@ -40,7 +39,6 @@ Found readFile(const std::string& file) {
     message.read(in, leaves);
     message.getSubject();
     message.getSender();
-    found.addresses = message.recipients().size();
     found.octets += message.getContent().size();
     return found;
 }
