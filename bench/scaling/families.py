@@ -18,6 +18,10 @@ DEEP_BODY = 2 * MIB  # each octet goes through the filters of a hundred levels
 LONG_BOUNDARY = b"a" * 69 + b"b"
 
 
+#: Numbers from here are as long as each other: a boundary that begins another ends the other too.
+SAME_WIDTH = 100000
+
+
 class Shape:
     """One shape of a family: `write(file, octets)` makes a message of about so many octets."""
 
@@ -51,16 +55,16 @@ def repeated(head, piece, tail=b""):
     return pieces
 
 
-def numbered(head, template, tail=b""):
-    """The same with a number, from 0, in the place of each "%d"."""
+def numbered(head, template, tail=b"", first=0):
+    """The same with a number, from `first`, in the place of each "%d"."""
     def pieces(octets):
         yield head
         left = octets - len(head) - len(tail)
         numbers = template.count(b"%d")
-        for number in itertools.count():
+        for number in itertools.count(first):
             piece = template % ((number,) * numbers)
             left -= len(piece)
-            if left < 0 and number > 0:
+            if left < 0 and number > first:
                 break
             yield piece
         yield tail
@@ -237,8 +241,11 @@ ONE_LONG_HEADER = (
 NESTED_MULTIPARTS = (
     ("usual", DEEP_BODY,
      numbered(b"", b"Content-Type: multipart/mixed; boundary=\"level-%d\"\r\n\r\n"
-                   b"--level-%d\r\n")),
-    ("tiniest", DEEP_BODY, numbered(b"", b"Content-Type:multipart/x;boundary=%d\n\n--%d\n")),
+                   b"--level-%d\r\n", first=SAME_WIDTH)),
+    ("tiniest", DEEP_BODY,
+     numbered(b"", b"Content-Type:multipart/x;boundary=%d\n\n--%d\n", first=SAME_WIDTH)),
+    ("boundaries that begin another", DEEP_BODY,
+     numbered(b"", b"Content-Type:multipart/x;boundary=%d\n\n--%d\n")),
     ("the same boundary", BODY, repeated(b"", b"Content-Type:multipart/x;boundary=b\n\n--b\n")),
     ("the same boundary, small", 64 * KIB,
      repeated(b"", b"Content-Type:multipart/x;boundary=b\n\n--b\n")),
@@ -356,5 +363,5 @@ def levels(count, kind):
         is_message = kind == "messages" or kind == "both" and level % 2 == 0
         pieces.append(b"Content-Type: message/rfc822\r\n\r\n" if is_message else
                       b"Content-Type: multipart/mixed; boundary=b%d\r\n\r\n--b%d\r\n"
-                      % (level, level))
+                      % (SAME_WIDTH + level, SAME_WIDTH + level))
     return b"".join(pieces) + b"\r\ninnermost text"
