@@ -54,6 +54,7 @@ bool POP3Client::readLines(std::ostream& out) {
 
 bool POP3Client::open(const Zeb_String& host, const unsigned short* port) {
     if (connection_.is_open()) return false;
+    const ClosedByException guard(connection_);  // or the client could not be opened again
     connection_.open(host, port != nullptr ? port : Zeb_String(u"pop3").GetBuffer());
     if (!connection_.good()) return false;
     if (readReply()) return true;
@@ -89,6 +90,7 @@ bool POP3Client::deleteMessage(int n) { return sendCommand("DELE " + std::to_str
 
 void POP3Client::close() {
     if (!connection_.is_open()) return;
+    const ClosedByException guard(connection_);
     sendCommand("QUIT");
     connection_.close();
 }

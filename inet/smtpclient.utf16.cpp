@@ -108,6 +108,7 @@ void SMTPClient::sendCommand(const std::string& command) {
 
 bool SMTPClient::open(const Zeb_String& host, const unsigned short* port) {
     if (connection_.is_open()) return false;
+    const ClosedByException guard(connection_);  // or the client could not be opened again
     extensions_.clear();
     connect(host, port != nullptr ? Zeb_String(port) : Zeb_String(u"smtp"));
     return connection_.good() && greet();
@@ -121,12 +122,7 @@ bool SMTPClient::open(const Zeb_String& host, const char16_t* port) {
 void SMTPClient::connect(const Zeb_String& host, const Zeb_String& port) {
     const ThrowOnFailure throwing(connection_);
     connection_.open(host, port.GetBuffer());
-    try {
-        connection_.setTimeout(replyTimeout);
-    } catch (const socket_error&) {
-        connection_.close();  // or the client could not be opened again
-        throw;
-    }
+    connection_.setTimeout(replyTimeout);
 }
 
 bool SMTPClient::greet() {
@@ -161,6 +157,7 @@ bool SMTPClient::isExtensionSupported(const Zeb_String& name) const {
 }
 
 void SMTPClient::close() {
+    const ClosedByException guard(connection_);
     sendCommand("QUIT");
     connection_.close();
 }
@@ -169,6 +166,7 @@ void SMTPClient::close() {
 
 unsigned SMTPClient::deliver(const Zeb_String& from, const CStringArray& recipients,
                              std::istream& message) {
+    const ClosedByException guard(connection_);  // or QUIT would become a part of the message
     AdMbcsString sender;
     if (!mailboxOctets(from, sender)) return 0;
     sendCommand("MAIL FROM:<" + extractEmailAddress(sender) + ">");

@@ -33,7 +33,8 @@ class VTINETLIB_API SMTPClient {
     /// no form on one ASCII line is skipped. `message` is in wire form (CR LF line ends); it is
     /// read from its buffer, from the current position to its end, and gets a line end if its last
     /// line has none. Returns how many recipients the server accepted, 0 when the transaction
-    /// failed. The reply to the message is awaited for 600 seconds. May throw socket_error.
+    /// failed. The reply to the message is awaited for 600 seconds. May throw socket_error; the
+    /// connection is closed then.
     unsigned deliver(const Zeb_String& from, const CStringArray& recipients, std::istream& message);
 
     /// Whether the server announced `name` on a line without parameters, case and all. The last

@@ -16,6 +16,7 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <exception>
 #include <vector>
 
 #include "inet/wiretext.utf16.h"
@@ -194,8 +195,8 @@ socketbuf* socketbuf::open(const Zeb_String& host, const char16_t* port) {
 
 socketbuf* socketbuf::close() {
     if (!is_open()) return this;
+    closeSilently();  // first of all: a report may lack memory
     report(u"closing socket");
-    closeSilently();
     return this;
 }
 
@@ -375,6 +376,17 @@ void socketstream::setTimeout(double seconds) {
 void socketstream::close() {
     buffer_.close();
     setstate(badbit);
+}
+
+ClosedByException::ClosedByException(socketstream& connection)
+    : connection_(connection), exceptions_(std::uncaught_exceptions()) {}
+
+ClosedByException::~ClosedByException() {
+    if (std::uncaught_exceptions() == exceptions_) return;
+    try {
+        connection_.close();
+    } catch (...) {  // NOLINT(bugprone-empty-catch): the report was lost, the socket is closed
+    }
 }
 
 std::istream& socketgetline(std::istream& in, std::string& line) {

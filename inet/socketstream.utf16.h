@@ -119,3 +119,20 @@ class VTINETLIB_API socketstream : public std::iostream {
 /// Reads up to the next line feed, which is taken and not stored; a carriage return before it
 /// stays in `line`. Returns `in`.
 VTINETLIB_API std::istream& socketgetline(std::istream& in, std::string& line);
+
+// Internal to the library; not exported.
+
+/// Closes a connection when an exception ends the scope: what was begun on it cannot be gone on
+/// with, and the server would take the next command for a part of that.
+class ClosedByException {
+  public:
+    /// The connection must outlive this.
+    explicit ClosedByException(socketstream& connection);
+    ~ClosedByException();
+    ClosedByException(const ClosedByException&) = delete;
+    ClosedByException& operator=(const ClosedByException&) = delete;
+
+  private:
+    socketstream& connection_;
+    const int exceptions_;  // under way when the scope began
+};

@@ -163,6 +163,21 @@ TEST(Transaction, passesOnAShortSendOfTheMessage) {
     EXPECT_EQ(codeThrownBy([&] { session.deliver({"a@b"}, std::string(2000, 'x')); }), 1000);
 }
 
+// Open still, it would send QUIT as a line of the message, and wait for the reply to that.
+TEST(Transaction, closesTheConnectionWhenTheMessageCannotBeSent) {
+    OpenSession session(envelopeAndData + "silence\n");
+    {
+        SystemCalls calls;
+        calls.send = [](int descriptor, const void* octets, std::size_t length, int flags) {
+            return real::send(descriptor, octets, std::min<std::size_t>(length, 1000), flags);
+        };
+        EXPECT_EQ(codeThrownBy([&] { session.deliver({"a@b"}, std::string(2000, 'x')); }), 1000);
+    }
+    session.client.close();
+    EXPECT_EQ(session.client.getReplyCode(), "999");
+    EXPECT_EQ(session.peer.received().find("QUIT"), std::string::npos);
+}
+
 TEST(Transaction, countsNobodyWhenItsCommandsCannotBeSent) {
     OpenSession session("silence\n");
     SystemCalls calls;
