@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+// Each allocation of a job fails in turn, alone or with all that follow it. An exception may come
+// of that, or a failure; never a crash, a leak, a wrong result, or an object that is of no use
+// afterwards.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/exhaust/allocation_faults.h"
+#include "tests/exhaust/jobs.h"
+#include "tests/exhaust/trial.h"
+#include "tests/support/effort.h"
+
+namespace {
+
+using Extent = AllocationFaults::Extent;
+
+struct Finding {
+    bool hasHappened;
+    std::string complaint;
+};
+
+Finding tryOnce(const JobKind& kind, long number, Extent extent, const std::string& whole) {
+    Trial trial(kind, whole);
+    const bool hasHappened = trial.runWith<AllocationFaults>(number, extent);
+    const std::string complaint = kind.missesLackOfMemory ? "" : trial.complaint();
+    return {hasHappened, complaint.empty() ? trial.complaintAfterwards() : complaint};
+}
+
+/// The same, with an eye on memory.
+Finding tryAndCount(const JobKind& kind, long number, Extent extent, const std::string& whole) {
+    const long mostLost = kind.mostLost();
+    const AllocationCount count;
+    Finding finding = tryOnce(kind, number, extent, whole);
+    const long live = AllocationCount::live();
+    if (finding.complaint.empty() && (live < 0 || live > mostLost))
+        finding.complaint = std::to_string(live) + " allocations are not given back";
+    return finding;
+}
+
+class EachAllocation : public testing::TestWithParam<JobKind> {
+  protected:
+    /// Lets faults into the job; returns how many allocations it has.
+    static long enumerate(Extent extent) {
+        const std::string whole = resultWithoutFaults(GetParam());
+        const long step = isFullEffort() ? 1 : 37;
+        for (long number = 0;; number += step) {
+            const Finding finding = tryAndCount(GetParam(), number, extent, whole);
+            EXPECT_EQ(finding.complaint, "") << "allocation " << number;
+            if (!finding.hasHappened || HasFailure()) return number;
+        }
+    }
+
+  private:
+    const ReportsForNobody reports_;
+};
+
+TEST_P(EachAllocation, mayFailAlone) {
+    EXPECT_GE(enumerate(Extent::One), GetParam().fewestAllocations);
+}
+
+TEST_P(EachAllocation, mayFailWithAllThatFollow) {
+    EXPECT_GE(enumerate(Extent::AllFromThere), GetParam().fewestAllocations);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EachAllocation, testing::ValuesIn(allJobs()), nameOfJob);
+
+}  // namespace
