@@ -467,12 +467,20 @@ void makeDirectory(const std::string& directory) {
     if (error) fail(directory, "cannot be made: " + error.message());
 }
 
+/// The rename would put a file in the place of a link.
+void refuseLink(const std::string& path) {
+    std::error_code error;
+    if (std::filesystem::is_symlink(path, error))
+        fail(path, "is a symbolic link; name the folder of the file itself instead");
+    if (error && error != std::errc::no_such_file_or_directory)
+        fail(path, "cannot be examined: " + error.message());
+}
+
 void writeSetting(const std::string& path, const Zeb_String& key, const Zeb_String& value) {
     const std::string directory = directoryOf(path);
     makeDirectory(directory);
     const DirectoryLock lock(directory);
-    if (std::error_code error; std::filesystem::is_symlink(path, error))
-        fail(path, "is a symbolic link; name the folder of the file itself instead");
+    refuseLink(path);
     File file = readFile(path);
     if (const std::string fault = firstFault(file, path); !fault.empty()) throw Failure{fault};
     if (file.rights && ::access(path.c_str(), W_OK) != 0) failErrno(path, "cannot be written");

@@ -35,6 +35,20 @@ TEST(ForeignSettings, aSymbolicLinkIsNamedAndLeft) {
     }
 }
 
+TEST(ForeignSettings, aLinkThatCannotBeLookedAtIsNamedAndLeft) {
+    const SettingsFolder folder;
+    std::ofstream(folder.path() / "target") << "Key = 1\n";
+    fs::create_symlink("target", folder.file());
+    std::string error;
+    {
+        const CallFault fault(Call::Lstat, 0, {Outcome::Kind::Error, EIO});
+        error = folder.put(u"Key", u"2");
+    }
+    EXPECT_TRUE(CallFault::hasHappened());
+    EXPECT_EQ(unlessItSays(error, folder.file(), std::strerror(EIO)), "");
+    EXPECT_TRUE(fs::is_symlink(folder.file()));
+}
+
 /// A folder as /tmp is: all may make files there, and only the owner of one replaces it.
 class SharedFolder : public testing::Test {
   protected:
