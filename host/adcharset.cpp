@@ -10,6 +10,8 @@
 #include <unicode/ucnv_cb.h>
 
 #include <memory>
+#include <new>
+#include <utility>
 
 #include "host/utf8.h"
 
@@ -110,6 +112,12 @@ bool narrowUtf8(UnitSpan units, std::string& out) {
 
 // ---- ICU ----
 
+/// Memory that ran out must not look like a text without a form: it would be lost silently.
+bool hasSucceeded(UErrorCode status) {
+    if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+    return U_SUCCESS(status);
+}
+
 struct CloseConverter {
     void operator()(UConverter* converter) const { ucnv_close(converter); }
 };
@@ -118,8 +126,7 @@ using Converter = std::unique_ptr<UConverter, CloseConverter>;
 Converter openConverter(const std::string& name) {
     UErrorCode status = U_ZERO_ERROR;
     Converter converter(ucnv_open(name.c_str(), &status));
-    if (U_FAILURE(status)) converter.reset();
-    return converter;
+    return hasSucceeded(status) ? std::move(converter) : nullptr;
 }
 
 bool isFault(UConverterCallbackReason reason) { return reason <= UCNV_IRREGULAR; }
@@ -169,7 +176,7 @@ bool convertInBlocks(Text& out, Step step) {
         const std::size_t filled = step(block.get(), block.get() + 4096, status);
         out.append(block.get(), block.get() + filled);
     } while (status == U_BUFFER_OVERFLOW_ERROR);
-    return U_SUCCESS(status);
+    return hasSucceeded(status);
 }
 
 bool widenIcu(const std::string& name, Octets octets, Units& out) {
@@ -231,13 +238,13 @@ Zeb_String fromAscii(const char* text) {
 const char* standardName(const std::string& name, const char* standard) {
     UErrorCode status = U_ZERO_ERROR;
     const char* found = ucnv_getStandardName(name.c_str(), standard, &status);
-    return U_SUCCESS(status) ? found : nullptr;
+    return hasSucceeded(status) ? found : nullptr;
 }
 
 const char* canonicalName(const std::string& name) {
     UErrorCode status = U_ZERO_ERROR;
     const char* found = ucnv_getAlias(name.c_str(), 0, &status);
-    return U_SUCCESS(status) ? found : nullptr;
+    return hasSucceeded(status) ? found : nullptr;
 }
 
 /// The name to put into a MIME header: MIME's own preference, else the registered one, else the
