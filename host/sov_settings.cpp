@@ -7,6 +7,7 @@
 #include "host/sov_settings.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +15,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -499,6 +502,38 @@ std::string fileName(const Zeb_String& location) {
     return path;
 }
 
+void deleteText(void* text) { delete static_cast<Zeb_String*>(text); }
+
+/// A text for each thread, gone with it. Not thread_local: without the memory for noting the
+/// destructor of such an object, glibc ends the process.
+class ThreadText {
+  public:
+    ThreadText() {
+        if (pthread_key_create(&key_, deleteText) != 0) throw std::bad_alloc();
+    }
+    ~ThreadText() {
+        deleteText(pthread_getspecific(key_));
+        pthread_key_delete(key_);
+    }
+    ThreadText(const ThreadText&) = delete;
+    ThreadText& operator=(const ThreadText&) = delete;
+
+    Zeb_String& get() const {
+        if (void* text = pthread_getspecific(key_)) return *static_cast<Zeb_String*>(text);
+        auto text = std::make_unique<Zeb_String>();
+        if (pthread_setspecific(key_, text.get()) != 0) throw std::bad_alloc();
+        return *text.release();
+    }
+
+  private:
+    pthread_key_t key_ = 0;
+};
+
+Zeb_String& textOfThread() {
+    static const ThreadText text;
+    return text.get();
+}
+
 void appendPart(Zeb_String& out, const char16_t* separator, const Zeb_String& part) {
     if (!part.IsEmpty()) out.Append(separator).Append(part);
 }
@@ -522,7 +557,6 @@ void Sov_Settings::Get_Pathname(Zeb_String& out, const Zeb_String& directory,
 
 bool Sov_Settings::Get_Setting(Zeb_Condition& condition, const Zeb_String& location,
                                const Zeb_String& key, Zeb_String*& value) {
-    thread_local Zeb_String stored;
     try {
         const std::string path = fileName(location);
         const File file = readFile(path);
@@ -530,6 +564,7 @@ bool Sov_Settings::Get_Setting(Zeb_Condition& condition, const Zeb_String& locat
             condition.SetError(widen(fault));
         const Line* line = file.find(key);
         if (!line) return false;
+        Zeb_String& stored = textOfThread();
         stored = line->value;
         value = &stored;
         return true;
