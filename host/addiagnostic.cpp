@@ -13,7 +13,8 @@ namespace {
 
 void printToStderr(const Zeb_String& tag, const Zeb_String& message) {
     const std::string line = Printable(tag) + ": " + Printable(message) + "\n";
-    std::fwrite(line.data(), 1, line.size(), stderr);  // one call: lines of threads do not mix
+    // One call, so that lines of threads do not mix. Nobody is left to tell of a failure.
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
 }
 
 std::atomic<int> enabled[AdDiagnostic::idCount];

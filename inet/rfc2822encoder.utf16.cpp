@@ -195,6 +195,7 @@ RFC2822Encoder::RFC2822Encoder() : charset_(AdCharset::getUTF8Charset()) {}
 
 RFC2822Encoder::RFC2822Encoder(const RFC2822Encoder& other) { *this = other; }
 
+// NOLINTNEXTLINE(cert-oop54-cpp): each member takes itself
 RFC2822Encoder& RFC2822Encoder::operator=(const RFC2822Encoder& other) {
     sender_ = other.sender_;
     to_ = other.to_;
