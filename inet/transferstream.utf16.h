@@ -47,8 +47,8 @@ class VTINETLIB_API base64buf : public std::streambuf {
     bool endSeen_ = false;
     bool malformed_ = false;
     int column_ = 0;
-    char getArea_[3];
-    char putArea_[3];
+    char getArea_[3] = {};
+    char putArea_[3] = {};
 };
 
 /// quoted-printable (RFC 2045, 6.7), or in header mode the "Q" encoding (RFC 2047, 4.2).
@@ -86,7 +86,7 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     int column_ = 0;
     bool malformed_ = false;
     int previous_ = -1;  // last octet written; 13 while a carriage return is held back
-    char getArea_[1];
+    char getArea_[1] = {};
 };
 
 /// The transfer encoding for a body: "7bit", "quoted-printable" or "base64", whichever is the
