@@ -26,3 +26,20 @@ if(VTINETLIB_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
+
+# Hardening of what is shipped; instrumented builds find more by themselves. Fortified functions
+# need optimisation.
+if(NOT VTINETLIB_SANITIZE AND NOT VTINETLIB_COVERAGE AND NOT VTINETLIB_FUZZERS)
+  include(CheckCXXCompilerFlag)
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -D_GLIBCXX_ASSERTIONS)
+  if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+  endif()
+  check_cxx_compiler_flag(-fcf-protection VTINETLIB_HAS_CF_PROTECTION)  # on x86
+  if(VTINETLIB_HAS_CF_PROTECTION)
+    add_compile_options(-fcf-protection)
+  endif()
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
