@@ -6,7 +6,8 @@
 
 int numberAtEnd(const std::string& report) {
     const std::size_t open = report.rfind('(');
-    return open == std::string::npos ? 0 : std::atoi(report.c_str() + open + 1);
+    if (open == std::string::npos) return 0;
+    return static_cast<int>(std::strtol(report.c_str() + open + 1, nullptr, 10));
 }
 
 std::string meaningOf(const std::string& report) {
