@@ -21,8 +21,8 @@ namespace {
 
 /// A reader that has gone and a file that may not grow are write errors, not the end.
 void ignoreWriteSignals() {
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN);
+    static_cast<void>(signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(signal(SIGXFSZ, SIG_IGN));
 }
 
 /// Takes the places of standard streams that are closed, lest a socket or a settings file takes

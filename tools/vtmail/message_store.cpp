@@ -110,7 +110,7 @@ class EmlFolder : public MessageStore {
     }
     fs::path finalPath() override {
         char name[40];
-        std::snprintf(name, sizeof name, "message-%04lu.eml", ++number_);
+        static_cast<void>(std::snprintf(name, sizeof name, "message-%04lu.eml", ++number_));
         return folder_ / name;
     }
 
@@ -141,7 +141,7 @@ bool renameNew(const std::string& from, const fs::path& to) {
 
 void endBySignal(int signal) {
     if (const char* path = partialFile.load()) unlink(path);
-    raise(signal);  // with its default action, once this handler is left
+    static_cast<void>(raise(signal));  // with its default action, once this handler is left
 }
 
 }  // namespace
