@@ -17,9 +17,13 @@ std::string sized(double octets) {
     if (octets < 1000) return std::to_string(static_cast<int>(octets)) + " octets";
     const char* units[] = {"kB", "MB", "GB"};
     std::size_t unit = 0;
-    for (octets /= 1000; octets >= 999.95 && unit < 2; octets /= 1000) ++unit;
+    double amount = octets / 1000;
+    while (amount >= 999.95 && unit < 2) {
+        amount /= 1000;
+        ++unit;
+    }
     char text[40];
-    std::snprintf(text, sizeof text, "%.1f %s", octets, units[unit]);
+    static_cast<void>(std::snprintf(text, sizeof text, "%.1f %s", amount, units[unit]));
     return text;
 }
 
