@@ -6,6 +6,9 @@
 //     to, cc, bcc                arrays of addresses
 //     from                       override sender
 //     subject, body              text
+//     wire                       a whole message in place of these, which SMTPClient sends as it
+//     is,
+//                                from "from" to "to" at "host"; the result is then its count
 // The output is an array with, for each mail, the "result" of Deliver and the "reports" that the
 // library made meanwhile. Settings lie in $VTINETLIB_SETTINGS_DIR. Exit status 0 unless the file
 // cannot be understood or a setting cannot be stored.
@@ -13,10 +16,12 @@
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
 #include "inet/admailmsg.utf16.h"
+#include "inet/smtpclient.utf16.h"
 #include "tests/support/captured_reports.h"
 #include "tests/support/wide_text.h"
 
@@ -37,7 +42,17 @@ CStringArray addresses(const json& mailCase, const char* key) {
     return array;
 }
 
-json deliver(const json& mailCase) {
+int deliverAsItIs(const json& mailCase) {
+    std::istringstream message(mailCase.at("wire").get<std::string>());
+    SMTPClient client;
+    if (!client.open(wide(mailCase.at("host").get<std::string>()))) return 0;
+    const unsigned accepted =
+        client.deliver(wide(mailCase.value("from", "")), addresses(mailCase, "to"), message);
+    client.close();
+    return static_cast<int>(accepted);
+}
+
+int deliverMail(const json& mailCase) {
     storeSettings(mailCase.value("settings", json::object()));
     AdMailMsg mail;
     mail.SetOverrideFrom(wide(mailCase.value("from", "")));
@@ -46,9 +61,13 @@ json deliver(const json& mailCase) {
     mail.AddBcc(addresses(mailCase, "bcc"));
     mail.SetSubject(wide(mailCase.value("subject", "")));
     mail.SetBody(wide(mailCase.value("body", "")));
+    return mail.Deliver();
+}
 
+json deliver(const json& mailCase) {
     const CapturedReports reports;
-    json outcome = {{"result", mail.Deliver()}, {"reports", json::array()}};
+    const int result = mailCase.contains("wire") ? deliverAsItIs(mailCase) : deliverMail(mailCase);
+    json outcome = {{"result", result}, {"reports", json::array()}};
     for (const CapturedReports::Report& report : reports.all())
         outcome["reports"].push_back(report.text);
     return outcome;

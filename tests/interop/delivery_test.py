@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""delivery_test.py postfix|opensmtpd SERVERS DELIVER_CASES [unittest arguments]
+"""delivery_test.py postfix|opensmtpd|exim SERVERS DELIVER_CASES [unittest arguments]
 
 Mails that AdMailMsg::Deliver sends, as a real server stores them and Python's email package
 reads them. SERVERS is the folder that scripts/fetch-mail-servers fills, DELIVER_CASES the program
@@ -8,21 +8,14 @@ that sends.
 
 import email
 import email.policy
-import os
-import pathlib
-import signal
-import sys
 import unittest
 
-import mail_servers
 import notification
-import private_machine
+import server_test
 from mail_servers import ADDRESS_WITHOUT_8BITMIME, SLOW_ADDRESS
 from notification import Mail, address, with_longer_runs_of_dots
 
 MAILBOXES = ["alice", "bob", "carol", "dave", "erin", "frank"]
-#: Seconds for everything: less than what the test runner allows, so that this one tells why.
-TIME_LIMIT = 500
 #: What a server writes into each copy about its own delivery of it.
 TRACE_FIELDS = {"return-path", "x-original-to", "delivered-to", "received"}
 
@@ -241,24 +234,5 @@ def large_body(filling="a line of a large mail, größer als alle anderen"):
                    for number in range(lines))
 
 
-def give_up(_signal, _frame):
-    print(f"not done within {TIME_LIMIT} s; the server's log:",
-          DeliveryTest.server.log.read_text(errors="replace"), sep="\n", flush=True)
-    os._exit(1)
-
-
-def main():
-    private_machine.enter()
-    signal.signal(signal.SIGALRM, give_up)
-    signal.alarm(TIME_LIMIT)
-    server_name, servers, program = sys.argv[1:4]
-    kind = {"postfix": mail_servers.Postfix, "opensmtpd": mail_servers.OpenSmtpd}[server_name]
-    private_machine.furnish([pathlib.Path(servers).resolve() / server_name], kind.users)
-    DeliveryTest.server = kind(MAILBOXES)
-    DeliveryTest.program = program
-    DeliveryTest.server.start()
-    unittest.main(argv=[f"interop.{server_name}", "-v"] + sys.argv[4:])
-
-
 if __name__ == "__main__":
-    main()
+    server_test.run("interop", DeliveryTest, MAILBOXES, time_limit=500)

@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Postfix and OpenSMTPD, each set up to take mail for example.test into one Maildir per user, and
-Dovecot, which hands it out by POP3.
+"""Postfix, OpenSMTPD and Exim, each set up to take mail for example.test into one Maildir per user,
+and Dovecot, which hands it out by POP3.
 
-The two listen on 127.0.0.1 as they are, on 127.0.0.2 without announcing 8BITMIME, and on 127.0.0.3
-behind a relay that takes in little at a time, so that clients have to wait for it. All run in the
-private view of the machine that private_machine.furnish() has made, and end with it.
+The three listen on 127.0.0.1 as they are, on 127.0.0.2 without announcing 8BITMIME, and on
+127.0.0.3 behind a relay that takes in little at a time, so that clients have to wait for it. All
+run in the private view of the machine that private_machine.furnish() has made, and end with it.
 """
 
 import os
@@ -72,7 +72,7 @@ class Server:
 
 
 class MailServer(Server):
-    """What Postfix and OpenSMTPD have in common."""
+    """What Postfix, OpenSMTPD and Exim have in common."""
 
     #: Folders in which a mail lies between its acceptance and its delivery, in the order in which
     #: it passes through them.
@@ -84,7 +84,7 @@ class MailServer(Server):
     def await_deliveries(self):
         """Returns when every mail that the server has accepted is in its mailbox.
 
-        Neither server tells of it, so this looks again and again; a queue that does not empty is
+        No server tells of it, so this looks again and again; a queue that does not empty is
         an error.
         """
         self._await(self._is_idle, "empty queue")
@@ -187,6 +187,59 @@ class OpenSmtpd(MailServer):
         super()._complete()
 
 
+class Exim(MailServer):
+    # The number of the user is free; the name is compiled in.
+    users = {"Debian-exim": 61001, MAILBOX_OWNER: 61000}
+    _SPOOL = SCRATCH / "exim"
+    command = ["/usr/sbin/exim4", "-bdf"]
+    queues = [_SPOOL / "input"]
+
+    def _prepare(self):
+        _make_folder(self._SPOOL, "Debian-exim")
+        etc = pathlib.Path("/etc/exim4")
+        etc.mkdir(exist_ok=True)
+        (etc / "exim4.conf").write_text(_unindented(f"""
+            primary_hostname = mail.{DOMAIN}
+            spool_directory = {self._SPOOL}
+            log_file_path = {self._SPOOL}/%s.log
+            local_interfaces = {ADDRESS}
+            daemon_smtp_ports = 25
+            message_size_limit = 100M
+            tls_advertise_hosts =
+            host_lookup =
+            keep_environment =
+            rfc1413_query_timeout = 0s
+            smtp_accept_max = 0
+            acl_smtp_rcpt = known_mailbox
+            acl_smtp_data = accept
+
+            begin acl
+            known_mailbox:
+            require verify = recipient
+            accept
+
+            begin routers
+            mailboxes:
+            driver = accept
+            domains = {DOMAIN}
+            local_parts = {" : ".join(self.mailbox_names)}
+            transport = maildir
+
+            begin transports
+            maildir:
+            driver = appendfile
+            directory = {self.mailboxes}/$local_part_data
+            maildir_format
+            return_path_add
+            user = {MAILBOX_OWNER}
+            """))
+
+    def _complete(self):
+        # Exim announces 8BITMIME to all or to nobody.
+        _Relay(ADDRESS_WITHOUT_8BITMIME, hidden_line=b"250-8BITMIME\r\n")
+        super()._complete()
+
+
 class Dovecot(Server):
     """Every name is a user, with the password PASSWORD."""
 
@@ -218,6 +271,10 @@ class Dovecot(Server):
 
     def _complete(self):
         self._await(lambda: _is_open(ADDRESS, 110), f"greeting from {ADDRESS}")
+
+
+#: The servers that take mail, by their names on command lines.
+MAIL_SERVERS = {"postfix": Postfix, "opensmtpd": OpenSmtpd, "exim": Exim}
 
 
 class _Relay(socketserver.ThreadingTCPServer):

@@ -28,6 +28,7 @@ class Mail:
     charset: str = "UTF-8"
     override_sender: str = ""
     host: str = ADDRESS
+    wire: str = None  # a whole message to send as it is, in place of what AdMailMsg would make
 
     @property
     def recipients(self):
@@ -38,6 +39,9 @@ class Mail:
         return self.override_sender or SENDER
 
     def as_case(self):
+        if self.wire is not None:
+            return {"host": self.host, "from": self.sender, "wire": self.wire,
+                    "to": [address(name) for name in self.to]}
         return {
             "settings": {"SMTPHost": self.host, "SendActive": "1", "ReplyTo": SENDER,
                          "RealName": self.real_name, "Charset": self.charset},

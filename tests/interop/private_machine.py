@@ -53,8 +53,9 @@ def furnish(trees, users):
     """
     _mount("tmpfs", SCRATCH, "mode=755")
     _mount("tmpfs", "/run", "mode=755")
-    _overlay("/usr", [tree / "usr" for tree in trees] + ["/usr"])
-    _overlay("/var/lib", [tree / "var/lib" for tree in trees] + ["/var/lib"])
+    for folder in ("usr", "var/lib"):
+        layers = [tree / folder for tree in trees if (tree / folder).is_dir()]
+        _overlay(f"/{folder}", layers + [f"/{folder}"])
     _overlay("/etc", ["/etc"])
     _write_system_files(users)
     _raise_loopback()
