@@ -707,6 +707,7 @@ void readHeaderBlock(HeaderMap& headers, std::istream& in, DecodeGuard* guard) {
     if (guard == nullptr) return readFields(headers, in, nullptr, nullptr);
     LimitedHeader header(in.rdbuf(), guard->limits().headerSize);
     std::istream limited(&header);
+    limited.exceptions(std::ios::badbit);  // as in buildFrom
     readFields(headers, limited, guard, &header);
     if (header.wasCut()) guard->note(MIMEDefect::Kind::HeaderTooLarge);
 }
@@ -772,6 +773,7 @@ MIMEDecoder* MIMEDecoder::build(std::istream& in, DecodeGuard* guard) {
 
 MIMEDecoder* MIMEDecoder::buildFrom(std::streambuf& source, DecodeGuard* guard) {
     std::istream in(&source);
+    in.exceptions(std::ios::badbit);  // or getline keeps a lack of memory to itself
     return build(in, guard);
 }
 

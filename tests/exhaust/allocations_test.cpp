@@ -25,7 +25,7 @@ struct Finding {
 Finding tryOnce(const JobKind& kind, long number, Extent extent, const std::string& whole) {
     Trial trial(kind, whole);
     const bool hasHappened = trial.runWith<AllocationFaults>(number, extent);
-    const std::string complaint = kind.missesLackOfMemory ? "" : trial.complaint();
+    const std::string complaint = trial.complaint();
     return {hasHappened, complaint.empty() ? trial.complaintAfterwards() : complaint};
 }
 
@@ -72,7 +72,7 @@ std::string tryInNewProcess(const JobKind& kind, long number, const std::string&
         getservbyname("smtp", "tcp");  // glibc 2.36 crashes without memory for its first look-up
         Trial trial(kind, whole);
         if (!trial.runWith<AllocationFaults>(number, Extent::One)) return "none";
-        return kind.missesLackOfMemory ? "" : trial.complaint();
+        return trial.complaint();
     });
 }
 

@@ -44,8 +44,6 @@ struct JobKind {
     std::function<long()> mostLost = [] { return 0L; };
     /// Calls whose failure the job takes for an empty answer, and goes on.
     std::set<Call> unnoticed = {};
-    /// The same for memory.
-    bool missesLackOfMemory = false;
 
     friend void PrintTo(const JobKind& kind, std::ostream* out) { *out << kind.name; }
 };
