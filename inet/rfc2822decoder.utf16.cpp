@@ -593,11 +593,11 @@ class BodySource {
 
   private:
     template <typename Filter>
-    void decode(MIMEDefect::Kind malformed, DecodeGuard* guard) {
+    void decode(MIMEDefect::Kind defect, DecodeGuard* guard) {
         if (guard == nullptr)
             filter_ = std::make_unique<Filter>(raw_, false);
         else
-            filter_ = std::make_unique<ResumingSource<Filter>>(raw_, malformed, *guard);
+            filter_ = std::make_unique<ResumingSource<Filter>>(raw_, defect, *guard);
     }
 
     std::streambuf* raw_;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <exception>
+#include <iostream>
 #include <new>
 
 #include "bench/scaling/heap_peak.h"
@@ -74,16 +75,16 @@ void print(const Cost& cost) {
 
 int runCell(int argc, char** argv, const Work& work) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: %s FILE [SECONDS]\n", argv[0]);
+        std::cerr << "usage: " << argv[0] << " FILE [SECONDS]\n";
         return 2;
     }
     try {
         print(argc < 3 ? onceCounted(work, argv[1])
-                       : repeatedly(work, argv[1], std::atof(argv[2])));
+                       : repeatedly(work, argv[1], std::strtod(argv[2], nullptr)));
     } catch (const std::bad_alloc&) {
         return 3;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "%s\n", failure.what());
+        std::cerr << failure.what() << '\n';
         return 1;
     }
     return 0;

@@ -23,7 +23,7 @@ std::string listOfKeys() {
     std::string list;
     for (const auto& key : mail_settings::keys)
         list += "\n  " + toUtf8(key.name) +
-                std::string(12 - Zeb_String(key.name).GetLength(), ' ') + key.meaning;
+                std::string(12 - std::u16string_view(key.name).size(), ' ') + key.meaning;
     return list;
 }
 
