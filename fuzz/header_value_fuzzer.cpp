@@ -1,20 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 // Structured header values: anything parses, and what is written by the rules reads back.
 #include <algorithm>
+#include <string_view>
 
 #include "fuzz/support/fuzzing.h"
 #include "inet/rfc2822decoder.utf16.h"
 
 namespace {
 
+constexpr auto nowhere = std::string_view::npos;
+
 bool isSame(const MIMEHeaderValue& a, const MIMEHeaderValue& b) {
     return a.getValue() == b.getValue() && a.getSubvalue() == b.getSubvalue() &&
            a.getParameters() == b.getParameters();
 }
 
-/// Whether a parameter has a form without the extensions of RFC 2231.
+/// Whether a parameter has a form without the extensions of RFC 2231. Where no separator is
+/// expected any more a special can be a name, which cannot be written behind one.
 bool isPlain(const std::string& name, const std::string& text) {
-    return !name.empty() && name.find('*') == std::string::npos && isPlainText(text);
+    const auto isTokenOctet = [](char c) {
+        return c > ' ' && c < '\x7F' && std::string_view("*()<>@,;:\\\"/[]?=").find(c) == nowhere;
+    };
+    return !name.empty() && std::all_of(name.begin(), name.end(), isTokenOctet) &&
+           isPlainText(text);
 }
 
 /// Written with quoted strings; false when that has no form for this value.
