@@ -2,6 +2,8 @@
 // What the tables of protocol faults have in common.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <string>
 
@@ -71,3 +73,14 @@ class EndedReceive {
 
 /// A broken pipe ends this process from here on, whoever has started it.
 void letBrokenPipesKill();
+
+/// A test of each cell of a table: no signal, and no descriptor stays open.
+template <typename Cell>
+class FaultTest : public testing::TestWithParam<Cell> {
+  protected:
+    void SetUp() override { letBrokenPipesKill(); }
+    void TearDown() override { EXPECT_EQ(openDescriptors(), descriptors_); }
+
+  private:
+    const std::size_t descriptors_ = openDescriptors();
+};

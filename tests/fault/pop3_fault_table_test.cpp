@@ -371,14 +371,7 @@ Outcome outcomeOf(POP3Client& client, const Cell& cell) {
 const Fault none = {"", [](const Rule& rule) { return say(rule.usual); }};
 const Cell noFault = {State::Quit, &none, ""};
 
-class Pop3Fault : public testing::TestWithParam<Cell> {
-  protected:
-    void SetUp() override { letBrokenPipesKill(); }
-    void TearDown() override { EXPECT_EQ(openDescriptors(), descriptors_); }
-
-  private:
-    const std::size_t descriptors_ = openDescriptors();
-};
+using Pop3Fault = FaultTest<Cell>;
 
 TEST_P(Pop3Fault, givesTheResultsAndTheReplies) {
     POP3Client client;

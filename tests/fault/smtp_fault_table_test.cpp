@@ -420,14 +420,7 @@ int resultOf(AdMailMsg& mail, const Cell& cell) {
 const Fault none = {"", sayingUsual(), asUsual, After::Usual};
 const Cell noFault = {Quit, &none, ""};
 
-class SmtpFault : public testing::TestWithParam<Cell> {
-  protected:
-    void SetUp() override { letBrokenPipesKill(); }
-    void TearDown() override { EXPECT_EQ(openDescriptors(), descriptors_); }
-
-  private:
-    const std::size_t descriptors_ = openDescriptors();
-};
+using SmtpFault = FaultTest<Cell>;
 
 TEST_P(SmtpFault, givesTheResultsAndTheReplies) {
     SMTPClient client;
