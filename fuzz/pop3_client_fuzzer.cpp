@@ -67,9 +67,6 @@ std::string session(const std::string& script) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size) {
-    const std::string script(octets, octets + size);
-    const std::string result = session(script);
-    if (std::string smooth; FuzzedServer::isSmooth(script, smooth))
-        require(result == session(smooth), "pieces do not matter");
+    requireThatPiecesDoNotMatter({octets, octets + size}, session);
     return 0;
 }

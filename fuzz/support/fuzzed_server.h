@@ -13,6 +13,8 @@
 
 #include <string>
 
+#include "fuzz/support/fuzzing.h"
+
 /// At most one at a time; the library's next connection goes to it.
 class FuzzedServer {
   public:
@@ -46,3 +48,12 @@ class FuzzedServer {
     bool isConnected_ = false;
     bool timesOut_ = false;
 };
+
+/// In how many pieces the server says a thing makes no difference to what `session` makes of a
+/// script.
+template <typename Session>
+void requireThatPiecesDoNotMatter(const std::string& script, Session session) {
+    const std::string result = session(script);
+    if (std::string smooth; FuzzedServer::isSmooth(script, smooth))
+        require(result == session(smooth), "pieces do not matter");
+}
