@@ -3,13 +3,8 @@
 
 #include <iostream>
 
+#include "tools/vtmail/mail_diagnostics.h"
 #include "tools/vtmail/text.h"
-
-namespace {
-
-constexpr AdDiagnosticId mailDiagnostics = 11;
-
-}  // namespace
 
 int deliver(AdMailMsg& mail, DeliveryLog& log, bool traces) {
     AdDiagnostic::SetReporter([&log, traces](const Zeb_String& tag, const Zeb_String& message) {

@@ -26,7 +26,7 @@
 
 namespace {
 
-const DemoMail mail = {
+const DemoMail demoMail = {
     .sender = "tracker@example.org",
     .senderName = "Zoë Müller",
     .to = "ines@example.org",
@@ -72,8 +72,8 @@ void showStep(const std::string& title) { std::cout << "\n== " << title << "\n\n
 void storeSettings(const std::string& server) {
     showStep("The settings, in " + shown(mail_settings::path()));
     const std::pair<const char16_t*, std::string> settings[] = {{u"SMTPHost", server},
-                                                                {u"ReplyTo", mail.sender},
-                                                                {u"RealName", mail.senderName},
+                                                                {u"ReplyTo", demoMail.sender},
+                                                                {u"RealName", demoMail.senderName},
                                                                 {u"SendActive", "1"}};
     for (const auto& [key, value] : settings) {
         mail_settings::set(key, fromUtf8(value, "the demo"));
@@ -84,11 +84,11 @@ void storeSettings(const std::string& server) {
 bool send(DeliveryLog& log) {
     const auto wide = [](const std::string& text) { return fromUtf8(text, "the demo"); };
     AdMailMsg message;
-    message.AddTo(wide(mail.to));
-    message.AddCc(wide(mail.cc));
-    message.AddBcc(wide(mail.bcc));
-    message.SetSubject(wide(mail.subject));
-    message.SetBody(wide(mail.body));
+    message.AddTo(wide(demoMail.to));
+    message.AddCc(wide(demoMail.cc));
+    message.AddBcc(wide(demoMail.bcc));
+    message.SetSubject(wide(demoMail.subject));
+    message.SetBody(wide(demoMail.body));
     return deliver(message, log, /*traces=*/false) == 1;
 }
 
@@ -116,7 +116,7 @@ void requireNone(const std::vector<std::string>& differences) {
 
 void judge(const std::vector<sandbox::Message>& received) {
     showStep("Compared with what was sent");
-    std::vector<std::string> found = differences(mail, received);
+    std::vector<std::string> found = differences(demoMail, received);
     if (received.size() == 2 && received[0].data != received[1].data)
         found.emplace_back("the two transactions carried different messages");
     requireNone(found);
@@ -140,7 +140,8 @@ void fetchBack(const std::string& server) {
     if (messages.empty()) throw Failure(EX_SOFTWARE, "the mailbox is empty");
     showDecoded(decoded(messages.front()));
     showStep("Compared with what was sent, once more");
-    for (const std::string& message : messages) requireNone(differences(mail, decoded(message)));
+    for (const std::string& message : messages)
+        requireNone(differences(demoMail, decoded(message)));
     std::cout << "   " << messages.size()
               << " messages came back; sender, recipients, subject and text are what was sent.\n";
 }

@@ -16,7 +16,7 @@
 
 namespace {
 
-struct Arguments {
+struct FetchArguments {
     MailboxOptions mailbox;
     std::string user;
     std::optional<std::string> passwordFile;
@@ -53,7 +53,7 @@ class Refusals {
 /// One run over a mailbox.
 class Fetch {
   public:
-    Fetch(const Arguments& arguments, Mailbox& mailbox, MessageStore& store)
+    Fetch(const FetchArguments& arguments, Mailbox& mailbox, MessageStore& store)
         : arguments_(arguments),
           mailbox_(mailbox),
           store_(store),
@@ -128,7 +128,7 @@ class Fetch {
         }
     }
 
-    const Arguments& arguments_;
+    const FetchArguments& arguments_;
     Mailbox& mailbox_;
     MessageStore& store_;
     int count_;
@@ -138,7 +138,7 @@ class Fetch {
     Progress progress_;
 };
 
-void check(const Arguments& arguments) {
+void check(const FetchArguments& arguments) {
     if (arguments.maildir.empty() == arguments.folder.empty())
         throw Failure(EX_USAGE, "give --maildir DIR or --folder DIR, where the messages shall go");
     const std::string& port = arguments.mailbox.port;
@@ -152,7 +152,7 @@ void check(const Arguments& arguments) {
                                       " cannot be sent: a user name is ASCII on one line");
 }
 
-void fetch(const Arguments& arguments) {
+void fetch(const FetchArguments& arguments) {
     check(arguments);
     const std::string password =
         readPassword(arguments.passwordFile, "Password of " + shown(arguments.user) + " at " +
@@ -168,7 +168,7 @@ void fetch(const Arguments& arguments) {
 }  // namespace
 
 void addFetchCommand(CLI::App& program) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<FetchArguments>();
     MailboxOptions& mailbox = arguments->mailbox;
     CLI::App* command = program.add_subcommand("fetch", "take the messages of a mailbox to disk");
     command->add_option("--host", mailbox.host, "POP3 server")->required();

@@ -11,11 +11,11 @@
 #include <utility>
 
 #include "tools/vtmail/connection_fault.h"
+#include "tools/vtmail/mail_diagnostics.h"
 #include "tools/vtmail/text.h"
 
 namespace {
 
-constexpr AdDiagnosticId mailDiagnostics = 11;
 constexpr std::string_view sent = "POP3->";
 constexpr std::string_view received = "POP3<-";
 constexpr std::string_view passwordSent = "POP3->PASS ";

@@ -17,7 +17,7 @@
 
 namespace {
 
-struct Arguments {
+struct SandboxArguments {
     std::string address = "127.0.0.1";
     std::uint16_t smtpPort = 2525;
     std::uint16_t pop3Port = 2110;
@@ -40,7 +40,7 @@ void showLine(const sandbox::Line& line) {
     print(service + std::to_string(line.connection) + side + shown(line.text));
 }
 
-sandbox::ServerOptions serverOptions(const Arguments& arguments) {
+sandbox::ServerOptions serverOptions(const SandboxArguments& arguments) {
     sandbox::ServerOptions options;
     options.address = arguments.address;
     options.smtpPort = arguments.smtpPort;
@@ -69,7 +69,7 @@ Failure listenFailure(const std::system_error& error) {
                                           : "; let --address be an IP address of this machine")};
 }
 
-void serve(const Arguments& arguments) {
+void serve(const SandboxArguments& arguments) {
     const HeldEndSignals endSignals;
     try {
         const sandbox::Server server(serverOptions(arguments));
@@ -89,7 +89,7 @@ void serve(const Arguments& arguments) {
 }  // namespace
 
 void addSandboxCommand(CLI::App& program) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SandboxArguments>();
     CLI::App* command = program.add_subcommand(
         "sandbox", "run a loopback SMTP and POP3 server that keeps what it gets");
     command->add_option("--address", arguments->address, "address to listen on")

@@ -19,7 +19,7 @@
 
 namespace {
 
-struct Arguments {
+struct SendArguments {
     std::vector<std::string> to;
     std::vector<std::string> cc;
     std::vector<std::string> bcc;
@@ -62,7 +62,7 @@ std::string readFile(const std::string& name) {
     return readAll(file, shown(name));
 }
 
-Zeb_String readBody(const Arguments& arguments) {
+Zeb_String readBody(const SendArguments& arguments) {
     if (arguments.hasBody) return fromUtf8(arguments.body, "--body");
     if (arguments.hasFile) return fromUtf8(readFile(arguments.file), shown(arguments.file));
     if (isatty(STDIN_FILENO) != 0)
@@ -89,7 +89,7 @@ void requireSending() {
         throw Failure(EX_CONFIG, "there is no mail server: vtmail settings set SMTPHost NAME");
 }
 
-Settings checkedSettings(const Arguments& arguments) {
+Settings checkedSettings(const SendArguments& arguments) {
     Settings settings;
     settings.server = toUtf8(mail_settings::get(u"SMTPHost"));
     settings.charset = mail_settings::get(u"Charset");
@@ -117,12 +117,12 @@ void addAll(const std::vector<std::string>& addresses, const char* option, Add a
 
 /// An empty subject is none: its field would have no line end, and take the next one with it.
 template <typename Set>
-void setSubject(const Arguments& arguments, Set set) {
+void setSubject(const SendArguments& arguments, Set set) {
     if (!arguments.subject.empty()) set(fromUtf8(arguments.subject, "--subject"));
 }
 
 /// The message as AdMailMsg composes it, for a server that takes 8-bit text.
-void show(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
+void show(const SendArguments& arguments, const Settings& settings, const Zeb_String& body) {
     RFC2822Encoder message;
     if (!settings.charset.IsEmpty()) message.setCharset(AdCharset(settings.charset));
     message.setSender(settings.sender, settings.senderName);
@@ -143,7 +143,7 @@ void show(const Arguments& arguments, const Settings& settings, const Zeb_String
     }
 }
 
-void deliver(const Arguments& arguments, const Settings& settings, const Zeb_String& body) {
+void deliver(const SendArguments& arguments, const Settings& settings, const Zeb_String& body) {
     AdMailMsg mail;
     if (arguments.hasFrom) mail.SetOverrideFrom(settings.sender);
     addAll(arguments.to, "--to", [&](const Zeb_String& to) { mail.AddTo(to); });
@@ -158,7 +158,7 @@ void deliver(const Arguments& arguments, const Settings& settings, const Zeb_Str
         throw Failure(EX_TEMPFAIL, "nothing was sent, sending has just been switched off");
 }
 
-void send(const Arguments& arguments) {
+void send(const SendArguments& arguments) {
     if (arguments.to.empty() && arguments.cc.empty() && arguments.bcc.empty())
         throw Failure(EX_USAGE, "there is no recipient: give --to, --cc or --bcc");
     if (!arguments.isDryRun) requireSending();
@@ -173,7 +173,7 @@ void send(const Arguments& arguments) {
 }  // namespace
 
 void addSendCommand(CLI::App& program) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SendArguments>();
     CLI::App* command = program.add_subcommand("send", "send one mail");
     command->add_option("--to", arguments->to, "recipient (may be repeated)")
         ->allow_extra_args(false);

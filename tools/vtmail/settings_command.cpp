@@ -14,7 +14,7 @@
 
 namespace {
 
-struct Arguments {
+struct SettingsArguments {
     std::string key;
     std::string value;
 };
@@ -57,7 +57,7 @@ void get(const std::string& name) {
     std::cout << (isatty(STDOUT_FILENO) != 0 ? Printable(value) : toUtf8(value)) << "\n";
 }
 
-void set(const Arguments& arguments) {
+void set(const SettingsArguments& arguments) {
     const Zeb_String key = knownKey(arguments.key);
     const Zeb_String value = fromUtf8(arguments.value, "the value");
     checkValue(key, value, arguments.value);
@@ -67,7 +67,7 @@ void set(const Arguments& arguments) {
 }  // namespace
 
 void addSettingsCommand(CLI::App& program) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SettingsArguments>();
     CLI::App* settings = program.add_subcommand("settings", "show and change the mail settings");
     settings->require_subcommand(1);
     settings->footer("Settings:" + listOfKeys());

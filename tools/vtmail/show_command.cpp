@@ -24,7 +24,7 @@
 
 namespace {
 
-struct Arguments {
+struct ShowArguments {
     std::string file;
     std::string part;
     std::string folder;
@@ -66,11 +66,11 @@ class DescriptorSource : public std::streambuf {
 };
 
 /// As the user calls it, for messages.
-std::string inputName(const Arguments& arguments) {
+std::string inputName(const ShowArguments& arguments) {
     return arguments.file == "-" ? "standard input" : shown(arguments.file);
 }
 
-std::unique_ptr<GuardedMessage> readMessage(const Arguments& arguments) {
+std::unique_ptr<GuardedMessage> readMessage(const ShowArguments& arguments) {
     const bool isStandardInput = arguments.file == "-";
     const Descriptor file(isStandardInput ? -1
                                           : open(arguments.file.c_str(), O_RDONLY | O_CLOEXEC));
@@ -144,7 +144,7 @@ void printHeaders(const GuardedMessage& message) {
 // ---- what is in it
 
 /// Contents may be cut short or garbled by what is wrong with the mail around them.
-void warnOfDefects(const GuardedMessage& message, const Arguments& arguments) {
+void warnOfDefects(const GuardedMessage& message, const ShowArguments& arguments) {
     if (message.getDefectCount() == 0) return;
     std::cout.flush();
     std::cerr << "vtmail: " << inputName(arguments)
@@ -152,7 +152,7 @@ void warnOfDefects(const GuardedMessage& message, const Arguments& arguments) {
               << std::endl;
 }
 
-Entity findLeaf(const GuardedMessage& message, const Arguments& arguments) {
+Entity findLeaf(const GuardedMessage& message, const ShowArguments& arguments) {
     const std::vector<Entity> all = entitiesOf(message);
     const auto found = std::find_if(all.begin(), all.end(), [&](const Entity& entity) {
         return entity.path == arguments.part;
@@ -166,7 +166,7 @@ Entity findLeaf(const GuardedMessage& message, const Arguments& arguments) {
     return *found;
 }
 
-void printPart(const GuardedMessage& message, const Arguments& arguments) {
+void printPart(const GuardedMessage& message, const ShowArguments& arguments) {
     const Entity entity = findLeaf(message, arguments);
     const bool isTerminal = isatty(STDOUT_FILENO) != 0;
     if (!entity.decoder->isText() && isTerminal)
@@ -187,7 +187,7 @@ std::string nameToStore(const Entity& entity) {
     return name.empty() ? "part-" + entity.path + ".bin" : name;
 }
 
-void extractFiles(const GuardedMessage& message, const Arguments& arguments) {
+void extractFiles(const GuardedMessage& message, const ShowArguments& arguments) {
     FileFolder folder(arguments.folder);
     for (const Entity& entity : entitiesOf(message)) {
         const std::string name = nameToStore(entity);
@@ -198,7 +198,7 @@ void extractFiles(const GuardedMessage& message, const Arguments& arguments) {
     warnOfDefects(message, arguments);
 }
 
-void show(const Arguments& arguments) {
+void show(const ShowArguments& arguments) {
     const std::unique_ptr<GuardedMessage> message = readMessage(arguments);
     if (arguments.wantsHeaders)
         printHeaders(*message);
@@ -215,7 +215,7 @@ void show(const Arguments& arguments) {
 }  // namespace
 
 void addShowCommand(CLI::App& program) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ShowArguments>();
     CLI::App* command = program.add_subcommand("show", "take a received mail apart");
     command->add_option("FILE", arguments->file, "file with the mail, - for standard input")
         ->required();
