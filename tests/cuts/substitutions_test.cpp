@@ -30,7 +30,7 @@ constexpr std::size_t octetValues = 256;
 /// A prime, so that the share meets all places and all values alike.
 std::size_t shareStride() {
     if (isFullEffort()) return 1;
-    return isSanitized ? 307 : 101;
+    return isSanitized ? 307 : 1009;
 }
 
 /// Substitutions by number: message, then place, then octet.
