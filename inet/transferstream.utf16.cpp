@@ -2,15 +2,23 @@
 // Transfer encodings as stream buffers.
 //
 // Sections: base64, quoted-printable, the choice between them, dot-stuffing, multipart boundaries.
-// Each filter moves one octet (base64: one group of three) at a time between its caller and the
-// wrapped buffer.
+// underflow, uflow and overflow move one octet (base64: one group of three) at a time between the
+// caller and the wrapped buffer, and define what a filter does. xsgetn does the same in runs, as
+// far as the wrapped buffer has octets at hand, and leaves to them what is not plain.
 #include "inet/transferstream.utf16.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string_view>
+#include <typeinfo>
+
+#include "inet/base64vector.utf16.h"
+#include "inet/octetmask.utf16.h"
 
 namespace {
 
@@ -28,6 +36,73 @@ bool writeText(std::streambuf* target, std::string_view text) {
 }
 
 bool writeChar(std::streambuf* target, char c) { return target->sputc(c) != endOfFile; }
+
+/// The octets that another buffer has at hand. Its accessors are protected, and reached as members
+/// of this class.
+class GetArea : public std::streambuf {
+  public:
+    static std::string_view of(std::streambuf& buffer) {
+        const char* const first = (buffer.*&GetArea::gptr)();
+        const char* const last = (buffer.*&GetArea::egptr)();
+        constexpr std::ptrdiff_t most = std::numeric_limits<int>::max();  // for gbump
+        return {first, static_cast<std::size_t>(std::min(last - first, most))};
+    }
+    static void take(std::streambuf& buffer, std::size_t count) {
+        (buffer.*&GetArea::gbump)(static_cast<int>(count));
+    }
+};
+
+multipartboundarybuf* asBodyPart(std::streambuf* buffer) {
+    // Of a class derived from it nobody knows what its octets are.
+    const bool isPart = buffer != nullptr && typeid(*buffer) == typeid(multipartboundarybuf);
+    return isPart ? static_cast<multipartboundarybuf*>(buffer) : nullptr;
+}
+
+}  // namespace
+
+/// What a buffer can hand out without reading on: to be looked at, and then taken. That is its get
+/// area; of a body part that of the buffer below all parts, as far as no delimiter is near.
+class OctetsAtHand {
+  public:
+    explicit OctetsAtHand(std::streambuf* source) : OctetsAtHand(source, asBodyPart(source)) {}
+    /// `part`: `source`, when that is a body part.
+    OctetsAtHand(std::streambuf* source, const multipartboundarybuf* part);
+
+    std::string_view look(std::size_t most) const;
+    void take(std::size_t count);
+
+  private:
+    std::streambuf* source_;
+    std::streambuf* bottom_;
+    bool isReady_ = true;  // no part owes octets or is at its start or end
+};
+
+namespace {
+
+/// How far a run of octets went.
+struct Run {
+    std::size_t taken;  // from the wrapped buffer
+    std::size_t given;  // to the reader
+};
+
+/// Looked at beyond what a read is sure to take: line ends and escapes make that longer.
+constexpr std::size_t spareOctets = 16;
+
+/// Reads as xsgetn does: by `readAtHand` what it can in one go, else octet by octet.
+template <typename ReadAtHand>
+std::streamsize readInRuns(std::streambuf& buffer, char* to, std::streamsize count,
+                           ReadAtHand readAtHand) {
+    std::streamsize done = 0;
+    while (done < count) {
+        const auto room = static_cast<std::size_t>(count - done);
+        done += static_cast<std::streamsize>(readAtHand(to + done, room));
+        if (done == count) break;
+        const int octet = buffer.sbumpc();
+        if (octet == endOfFile) break;
+        to[done++] = Traits::to_char_type(octet);
+    }
+    return done;
+}
 
 }  // namespace
 
@@ -51,6 +126,74 @@ constexpr std::array<int, 256> makeBase64Digits() {
 }
 
 constexpr std::array<int, 256> base64Digits = makeBase64Digits();
+
+constexpr std::uint32_t noDigit = 1U << 24;  // outside the 24 bits of a group
+
+/// What each octet adds to the bits of a group when it is its first, second, third, fourth digit.
+constexpr std::array<std::array<std::uint32_t, 256>, 4> makeBase64Bits() {
+    std::array<std::array<std::uint32_t, 256>, 4> bits{};
+    for (std::size_t place = 0; place < 4; ++place)
+        for (std::size_t octet = 0; octet < 256; ++octet) {
+            const int digit = base64Digits[octet];
+            const std::uint32_t value = static_cast<std::uint32_t>(digit) & 0x3F;
+            bits[place][octet] = digit < 0 ? noDigit : value << (18 - 6 * place);
+        }
+    return bits;
+}
+
+constexpr std::array<std::array<std::uint32_t, 256>, 4> base64Bits = makeBase64Bits();
+
+void putGroup(std::uint32_t bits, char* to) {
+    to[0] = static_cast<char>(bits >> 16 & 0xFF);
+    to[1] = static_cast<char>(bits >> 8 & 0xFF);
+    to[2] = static_cast<char>(bits & 0xFF);
+}
+
+/// Decodes groups up to the first that holds anything but digits.
+Run decodeDigits(std::string_view octets, char* to, std::size_t room) {
+    const std::size_t groups = std::min(octets.size() / 4, room / 3);
+    std::size_t done = 8 * decodeBase64Blocks(octets.data(), 4 * groups, to, room);
+    for (; done < groups; ++done) {
+        const auto* from = reinterpret_cast<const unsigned char*>(octets.data()) + 4 * done;
+        const std::uint32_t bits = base64Bits[0][from[0]] | base64Bits[1][from[1]] |
+                                   base64Bits[2][from[2]] | base64Bits[3][from[3]];
+        if ((bits & noDigit) != 0) break;
+        putGroup(bits, to + 3 * done);
+    }
+    return {4 * done, 3 * done};
+}
+
+/// Decodes the next group and takes what has to be skipped within it; nothing when the group is
+/// not whole, or a "=" comes before its end.
+Run decodeBrokenGroup(std::string_view octets, char* to) {
+    std::uint32_t bits = 0;
+    int count = 0;
+    for (std::size_t i = 0; i < octets.size() && octets[i] != '='; ++i) {
+        const int digit = base64Digits[static_cast<unsigned char>(octets[i])];
+        if (digit < 0) continue;
+        bits = bits << 6 | (static_cast<std::uint32_t>(digit) & 0x3F);
+        if (++count < 4) continue;
+        putGroup(bits, to);
+        return {i + 1, 3};
+    }
+    return {0, 0};
+}
+
+/// Decodes whole groups, as many as there are and as have room.
+Run decodeGroups(std::string_view octets, char* to, std::size_t room) {
+    Run all{0, 0};
+    while (room - all.given >= 3) {
+        const Run digits = decodeDigits(octets.substr(all.taken), to + all.given, room - all.given);
+        all.taken += digits.taken;
+        all.given += digits.given;
+        if (room - all.given < 3) break;
+        const Run broken = decodeBrokenGroup(octets.substr(all.taken), to + all.given);
+        if (broken.given == 0) break;
+        all.taken += broken.taken;
+        all.given += broken.given;
+    }
+    return all;
+}
 
 }  // namespace
 
@@ -127,6 +270,19 @@ base64buf::int_type base64buf::underflow() {
     return Traits::to_int_type(getArea_[0]);
 }
 
+std::streamsize base64buf::xsgetn(char* to, std::streamsize count) {
+    return readInRuns(*this, to, count,
+                      [this](char* rest, std::size_t room) { return decodeAtHand(rest, room); });
+}
+
+std::size_t base64buf::decodeAtHand(char* to, std::size_t room) {
+    if (gptr() != egptr() || endSeen_) return 0;
+    OctetsAtHand source(target_);
+    const Run run = decodeGroups(source.look(room / 2 * 3 + spareOctets), to, room);
+    source.take(run.taken);
+    return run.given;
+}
+
 // ==== quoted-printable
 
 namespace {
@@ -152,12 +308,82 @@ constexpr bool isHeaderLiteral(int octet) {
            std::string_view::npos;
 }
 
+constexpr std::array<signed char, 256> makeHexValues() {
+    std::array<signed char, 256> values{};
+    values.fill(-1);
+    for (signed char value = 0; value < 16; ++value)
+        values[static_cast<unsigned char>(hexchars[value])] = value;
+    return values;
+}
+
+constexpr std::array<signed char, 256> hexValues = makeHexValues();
+
 /// The value of an upper-case hexadecimal digit, or -1.
 int hexValue(int octet) {
-    const std::string_view digits(hexchars, 16);
-    const std::size_t value =
-        octet == endOfFile ? std::string_view::npos : digits.find(Traits::to_char_type(octet));
-    return value == std::string_view::npos ? -1 : static_cast<int>(value);
+    return octet == endOfFile ? -1 : hexValues[static_cast<std::size_t>(octet)];
+}
+
+/// The octet that the digits of an escape stand for, or a negative number.
+int escapedOctet(const char* digits) {
+    const int high = hexValue(Traits::to_int_type(digits[0]));
+    const int low = hexValue(Traits::to_int_type(digits[1]));
+    return high < 0 ? high : high * 16 | low;
+}
+
+/// Decodes the escape or soft break that `octets` begin with. Takes nothing when it is malformed or
+/// not whole.
+Run decodeEscapeAtHand(std::string_view octets, char* to) {
+    if (octets.size() < 3) return {octets == "=\n" ? 2U : 0U, 0};
+    const int octet = escapedOctet(octets.data() + 1);
+    if (octet >= 0) {
+        *to = static_cast<char>(octet);
+        return {3, 1};
+    }
+    if (octets[1] == '\n') return {2, 0};
+    return {octets[1] == '\r' && octets[2] == '\n' ? 3U : 0U, 0};
+}
+
+/// Decodes a body in blocks while 64 octets more are at hand and have room: the literals between
+/// two escapes are copied with what follows them, and that is overwritten.
+Run decodeQuotedBlocks(std::string_view octets, char* to, std::size_t room) {
+    constexpr std::size_t size = octetsInMask;
+    Run all{0, 0};
+    for (std::size_t block = 0; octets.size() - block > 2 * size && room - all.given > 2 * size;
+         block += size) {
+        const std::size_t end = block + size;
+        std::uint64_t stops = octetMask(octets.data() + block, '=');
+        for (; stops != 0; stops &= stops - 1) {
+            const std::size_t stop = block + static_cast<std::size_t>(std::countr_zero(stops));
+            std::memcpy(to + all.given, octets.data() + all.taken, size);
+            all.given += stop - all.taken;
+            const Run escape = decodeEscapeAtHand(octets.substr(stop), to + all.given);
+            all.taken = stop + escape.taken;
+            all.given += escape.given;
+            if (escape.taken == 0) return all;
+        }
+        if (all.taken >= end) continue;
+        std::memcpy(to + all.given, octets.data() + all.taken, size);
+        all.given += end - all.taken;
+        all.taken = end;
+    }
+    return all;
+}
+
+/// Decodes a body up to an escape that is malformed or not whole.
+Run decodeQuoted(std::string_view octets, char* to, std::size_t room) {
+    Run all = decodeQuotedBlocks(octets, to, room);
+    for (;;) {
+        const std::string_view wanted = octets.substr(all.taken, room - all.given);
+        const std::size_t literals = std::min(wanted.find('='), wanted.size());
+        wanted.copy(to + all.given, literals);
+        all.taken += literals;
+        all.given += literals;
+        if (literals == wanted.size()) return all;
+        const Run escape = decodeEscapeAtHand(octets.substr(all.taken), to + all.given);
+        if (escape.taken == 0) return all;
+        all.taken += escape.taken;
+        all.given += escape.given;
+    }
 }
 
 }  // namespace
@@ -263,6 +489,19 @@ quotedprintablebuf::int_type quotedprintablebuf::underflow() {
     }
 }
 
+std::streamsize quotedprintablebuf::xsgetn(char* to, std::streamsize count) {
+    return readInRuns(*this, to, count,
+                      [this](char* rest, std::size_t room) { return decodeAtHand(rest, room); });
+}
+
+std::size_t quotedprintablebuf::decodeAtHand(char* to, std::size_t room) {
+    if (gptr() != egptr() || headerMode_) return 0;
+    OctetsAtHand source(target_);
+    const Run run = decodeQuoted(source.look(room + spareOctets), to, room);
+    source.take(run.taken);
+    return run.given;
+}
+
 /// Whether an "=" and `first` begin a soft break; the line feed behind a carriage return (or what
 /// stands in its place) is taken.
 bool quotedprintablebuf::isSoftBreak(int_type first) {
@@ -359,25 +598,56 @@ dotstuffingbuf::int_type dotstuffingbuf::underflow() {
 
 namespace {
 
-/// The octets that another buffer has at hand. Its accessors are protected, and reached as members
-/// of this class.
-class GetArea : public std::streambuf {
-  public:
-    static std::string_view of(std::streambuf& buffer) {
-        const char* const first = (buffer.*&GetArea::gptr)();
-        const char* const last = (buffer.*&GetArea::egptr)();
-        constexpr std::ptrdiff_t most = std::numeric_limits<int>::max();  // for gbump
-        return {first, static_cast<std::size_t>(std::min(last - first, most))};
-    }
-    static void take(std::streambuf& buffer, std::size_t count) {
-        (buffer.*&GetArea::gbump)(static_cast<int>(count));
-    }
-};
+/// No look ahead goes further than this, so that what is looked at and then left costs little.
+constexpr std::size_t furthestLook = 2048;
+
+/// Whether a line feed in front of `rest` may begin a delimiter, whatever the boundary.
+bool mayBeDelimiter(std::string_view rest) {
+    return rest.empty() || (rest[0] == '-' && (rest.size() == 1 || rest[1] == '-'));
+}
+
+/// The front of `octets` behind which no part, however deeply nested, has read on to see whether a
+/// delimiter follows.
+std::string_view settledFront(std::string_view octets) {
+    while (octets.ends_with('\n') || octets.ends_with('\r') || octets.ends_with("\n-"))
+        octets.remove_suffix(1);
+    return octets;
+}
+
+/// The front of `octets`, at most `most`, in which no delimiter begins.
+std::string_view plainFront(std::string_view octets, std::size_t most) {
+    if (settledFront(octets.substr(0, 1)).empty()) return {};  // line ends are looked at once
+    std::string_view front = octets.substr(0, std::min(most, furthestLook));
+    for (std::size_t at = 0; (at = front.find('\n', at)) != std::string_view::npos; ++at)
+        if (mayBeDelimiter(octets.substr(at + 1))) front = front.substr(0, at);
+    return settledFront(front);
+}
 
 }  // namespace
 
+OctetsAtHand::OctetsAtHand(std::streambuf* source, const multipartboundarybuf* part)
+    : source_(source), bottom_(source) {
+    for (; part != nullptr; part = part->outer_) {
+        isReady_ = isReady_ && part->owesNothing();
+        bottom_ = part->source_;
+    }
+}
+
+std::string_view OctetsAtHand::look(std::size_t most) const {
+    if (!isReady_) return {};
+    const std::string_view octets = GetArea::of(*bottom_);
+    return bottom_ == source_ ? octets.substr(0, most) : plainFront(octets, most);
+}
+
+void OctetsAtHand::take(std::size_t count) {
+    const std::string_view octets = GetArea::of(*bottom_).substr(0, count);
+    const std::size_t settled = bottom_ == source_ ? count : settledFront(octets).size();
+    GetArea::take(*bottom_, settled);
+    for (std::size_t done = settled; done < count; ++done) source_->sbumpc();
+}
+
 multipartboundarybuf::multipartboundarybuf(std::streambuf* source, const std::string& boundary)
-    : source_(source), delimiter_("\r\n--" + boundary) {}
+    : source_(source), outer_(asBodyPart(source)), delimiter_("\r\n--" + boundary) {}
 
 multipartboundarybuf::~multipartboundarybuf() = default;
 
@@ -400,29 +670,20 @@ multipartboundarybuf::int_type multipartboundarybuf::read(bool takes) {
 }
 
 std::streamsize multipartboundarybuf::xsgetn(char* to, std::streamsize count) {
-    std::streamsize done = 0;
-    while (done < count) {
-        done += copyRun(to + done, count - done);
-        if (done == count) break;
-        const int_type octet = uflow();
-        if (octet == endOfFile) break;
-        to[done++] = Traits::to_char_type(octet);
-    }
-    return done;
+    return readInRuns(*this, to, count,
+                      [this](char* rest, std::size_t room) { return copyAtHand(rest, room); });
 }
 
-/// Takes what the source has at hand up to the next line end; no octet of it can begin a delimiter.
-std::streamsize multipartboundarybuf::copyRun(char* to, std::streamsize count) {
-    if (atStart_ || replay_ < matched_ || matched_ == delimiter_.size()) return 0;
-    const std::string_view atHand = GetArea::of(*source_);
-    const std::string_view wanted = atHand.substr(0, static_cast<std::size_t>(count));
-    const std::size_t length = std::min(wanted.find_first_of("\r\n"), wanted.size());
-    if (length == 0) return 0;
-    wanted.copy(to, length);
-    GetArea::take(*source_, length);
-    matched_ = replay_ = 0;
-    return static_cast<std::streamsize>(length);
+std::size_t multipartboundarybuf::copyAtHand(char* to, std::size_t room) {
+    OctetsAtHand source(this, this);
+    const std::string_view octets = source.look(room);
+    octets.copy(to, octets.size());
+    source.take(octets.size());
+    return octets.size();
 }
+
+/// Whether the next octet is that of the source.
+bool multipartboundarybuf::owesNothing() const { return !atStart_ && replay_ == matched_; }
 
 /// Takes as much of a delimiter as stands at the front of the source. Returns the octet that broke
 /// it, which stays there.

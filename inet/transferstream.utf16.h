@@ -40,8 +40,11 @@ class VTINETLIB_API base64buf : public std::streambuf {
     int sync() override;
     int_type overflow(int_type ch) override;
     int_type underflow() override;
+    std::streamsize xsgetn(char* to, std::streamsize count) override;
 
   private:
+    VTINETLIB_HIDDEN std::size_t decodeAtHand(char* to, std::size_t room);
+
     std::streambuf* target_;
     bool encodedWord_;
     bool endSeen_ = false;
@@ -71,8 +74,10 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     int sync() override;
     int_type overflow(int_type ch) override;
     int_type underflow() override;
+    std::streamsize xsgetn(char* to, std::streamsize count) override;
 
   private:
+    VTINETLIB_HIDDEN std::size_t decodeAtHand(char* to, std::size_t room);
     VTINETLIB_HIDDEN int_type writeHeaderOctet(int_type ch);
     VTINETLIB_HIDDEN int_type writeLineFeed();
     VTINETLIB_HIDDEN bool writePendingReturn();
@@ -139,11 +144,14 @@ class VTINETLIB_API multipartboundarybuf : public std::streambuf {
     std::streamsize xsgetn(char* to, std::streamsize count) override;
 
   private:
+    friend class OctetsAtHand;
     VTINETLIB_HIDDEN int_type read(bool takes);
     VTINETLIB_HIDDEN int_type match();
-    VTINETLIB_HIDDEN std::streamsize copyRun(char* to, std::streamsize count);
+    VTINETLIB_HIDDEN std::size_t copyAtHand(char* to, std::size_t room);
+    VTINETLIB_HIDDEN bool owesNothing() const;
 
     std::streambuf* source_;
+    multipartboundarybuf* outer_;  // source_, when that is a body part itself
     std::string delimiter_;
     std::size_t matched_ = 0;  // octets of the delimiter found and taken from the source
     std::size_t replay_ = 0;   // from here to matched_ they are owed to the reader
