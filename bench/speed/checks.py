@@ -5,11 +5,11 @@ import base64
 import binascii
 import collections
 import email
-import email.policy
 import hashlib
 import re
 
 ENCODED_WORD = re.compile(rb"=\?([^?*]+)(?:\*[^?]*)?\?([bBqQ])\?([^?]*)\?=")
+MAILBOX = re.compile(r"([^,<>]*)<([^<>]*)>")
 FOLDED_BLANK = re.compile(rb"\?=\s+=\?")
 
 
@@ -27,6 +27,10 @@ def fields_of(output):
         found[name.decode()].append(octets)
         at = end + 1 + size + 1
     return dict(found)
+
+
+def with_line_feeds(text):
+    return text.replace(b"\r\n", b"\n")
 
 
 # ---- reading back what was encoded
@@ -59,32 +63,42 @@ def read_words(field):
     return "".join(octets.decode(charset, "replace") for charset, octets in joined).encode()
 
 
+def read_mailboxes(value):
+    """Pairs of name and address, of names that are encoded words or plain. Some encoders put
+    quotation marks around encoded words, which is let pass."""
+    found = []
+    for match in MAILBOX.finditer(re.sub(r"\r?\n(?=[ \t])", "", value)):
+        name = read_words(match[1].strip().strip('"').encode())
+        found.append((name, match[2].encode()))
+    return found
+
+
 def read_mail(octets):
-    """The fields of a composed mail, as Python's email reads them. The encoder may put the
-    recipients in any order."""
-    message = email.message_from_bytes(octets, policy=email.policy.default)
-    mailboxes = list(message["From"].addresses)
+    """The fields of a composed mail. The encoder may put the recipients in any order."""
+    message = email.message_from_bytes(octets)
+    mailboxes = read_mailboxes(message["From"])
     for name in ("To", "Cc"):
-        mailboxes += sorted(message[name].addresses, key=lambda mailbox: mailbox.addr_spec)
-    return {"name": [mailbox.display_name for mailbox in mailboxes],
-            "address": [mailbox.addr_spec for mailbox in mailboxes],
-            "subject": [message["Subject"].rstrip(" ")],
-            "text": [message.get_content()]}
+        mailboxes += sorted(read_mailboxes(message[name]), key=lambda mailbox: mailbox[1])
+    text = message.get_payload(decode=True).decode(message.get_content_charset("us-ascii"))
+    return {"name": [name for name, _ in mailboxes],
+            "address": [address for _, address in mailboxes],
+            "subject": [read_words(message["Subject"].encode())],
+            "text": [text.encode()]}
 
 
 def read_mails(found):
     fields = collections.defaultdict(list)
     for octets in found["mail"]:
         for name, texts in read_mail(octets).items():
-            fields[name] += [text.encode("utf-8", "replace") for text in texts]
+            fields[name] += texts
     return fields
 
 
 READ_BACK = {
     "base64_encode": lambda found: {"result": [b"".join(found["result"][0].split())]},
-    "quoted_decode": lambda found: {"result": [found["result"][0].replace(b"\r\n", b"\n")]},
-    "quoted_encode": lambda found: {"result": [
-        binascii.a2b_qp(found["result"][0].replace(b"\r\n", b"\n"))]},
+    "quoted_encode": lambda found: {"result": [with_line_feeds(
+        binascii.a2b_qp(found["result"][0]))]},
+    "quoted_decode": lambda found: {"result": [with_line_feeds(found["result"][0])]},
     "words_encode": lambda found: {"subject": [*map(read_words, found["subject"])]},
     "compose": read_mails,
 }
@@ -94,7 +108,7 @@ READ_BACK = {
 
 def normalised(name, value):
     """Line ends are each library's own, and so is one at the very end of a text."""
-    return value.replace(b"\r\n", b"\n").rstrip(b"\n") if name == "text" else value
+    return with_line_feeds(value).rstrip(b"\n") if name == "text" else value
 
 
 def digest(name, values):

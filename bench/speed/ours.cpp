@@ -126,6 +126,38 @@ Task parseGuarded(const Records& messages) {
     };
 }
 
+/// Octets of all leaves, decoded.
+std::size_t sizeOfBodies(MIMEDecoder& entity) {
+    if (const MIMETextDecoder* const text = entity.getTextDecoder()) return text->getBody().size();
+    if (const MIMEBinaryDecoder* const binary = entity.getBinaryDecoder())
+        return binary->getBody().size();
+    std::size_t sum = 0;
+    for (MIMEDecoder* const part : entity.getMultipartDecoder()->getParts())
+        sum += sizeOfBodies(*part);
+    return sum;
+}
+
+/// The tree alone, for its memory.
+Task build(const Records& messages) {
+    return [&octets = messages.front()](Sink& sink) {
+        MemorySource source(octets);
+        std::istream in(&source);
+        const RFC2822Decoder message(in);
+        sink.take("bodies", sizeOfBodies(*message.getMessageEntity()));
+        destroy(message.getMessageEntity());
+    };
+}
+
+Task buildGuarded(const Records& messages) {
+    return [&octets = messages.front()](Sink& sink) {
+        MemorySource source(octets);
+        std::istream in(&source);
+        const MIMELimits wide{.entities = 1 << 20, .overhead = 1 << 30};
+        const GuardedMessage message(in, wide);
+        sink.take("bodies", sizeOfBodies(*message.getMessage().getMessageEntity()));
+    };
+}
+
 // ==== encodings
 
 /// The octets written to it, in a room that is large enough.
@@ -224,6 +256,8 @@ Task copy(const Records& records) {
 Works works() {
     return {{"parse", parse},
             {"parse_guarded", parseGuarded},
+            {"build", build},
+            {"build_guarded", buildGuarded},
             {"base64_encode", encode<base64buf>},
             {"base64_decode", decode<base64buf>},
             {"quoted_encode", encode<quotedprintablebuf>},

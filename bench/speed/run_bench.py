@@ -145,6 +145,43 @@ def guarded_row(rows):
              "ours": max(costs), "peers": {}, "goal": None, "at_most": 5}]
 
 
+# ---- memory
+
+def heap(options, name, kind, records):
+    """The peak of building one tree, and the octets that the driver found in it."""
+    file = options.out / "input"
+    inputs.write_records(file, records)
+    run = subprocess.run([options.build / "bench/speed" / f"{name}_heap", kind, file],
+                         capture_output=True, check=True, text=True, timeout=MAX_SECONDS)
+    return [int(number) for number in run.stdout.split()]
+
+
+def beyond_content(options, row):
+    """What our trees take beyond the message and its bodies, in MiB, plain and guarded."""
+    records = row.make(1)[0][:1]
+    found = [heap(options, "ours", kind, records) for kind in ("build", "build_guarded")]
+    return [(peak - len(records[0]) - bodies) / inputs.MIB for peak, bodies in found]
+
+
+def sibling_row(options):
+    records = inputs.siblings(1)[0]
+    ours, guarded, etpan = (heap(options, name, kind, records)[0] / 1e6 for name, kind in (
+        ("ours", "build"), ("ours", "build_guarded"), ("peers/etpan", "build")))
+    return {"row": "memory of 100,000 parts", "group": "memory", "unit": "MB", "lower": True,
+            "ours": ours, "also": {"guarded": guarded}, "peers": {"etpan": etpan}, "goal": 1}
+
+
+def memory_rows(rows, options):
+    """Of the messages that are parsed the worst, and of many parts."""
+    beyond = [beyond_content(options, row) for row in rows if row.kind == "parse"]
+    if not beyond:
+        return []
+    plain, guarded = (max(values) for values in zip(*beyond))
+    return [{"row": "memory beyond text and bodies", "group": "memory", "unit": "MiB",
+             "ours": plain, "also": {"guarded": guarded}, "peers": {}, "goal": None,
+             "at_most": 1}, sibling_row(options)]
+
+
 # ---- the whole
 
 def quick_row(row, all_drivers, options):
@@ -196,7 +233,7 @@ def run_measured(rows, all_drivers, options):
         measured, missed = measured_row(row, all_drivers, options)
         made.append(measured)
         faults += missed
-    made += guarded_row(made)
+    made += guarded_row(made) + memory_rows(rows, options)
     for file in options.merge:
         made += table.read_rows(file)
     write_results(made, options)
