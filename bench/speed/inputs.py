@@ -286,7 +286,7 @@ def octets_to_copy(scale):
 def subjects(scale, charsets):
     """Subjects of one or two encoded words, the second of which goes on with the first."""
     rng = generator("subjects")
-    for number in range(int(100000 * scale)):
+    for number in range(int(20000 * scale)):
         charset = charsets[number % len(charsets)]
         encoding = "Q" if charset == "iso-8859-1" else "B"
         first = subject_of(rng, charset, 2)
