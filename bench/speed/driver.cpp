@@ -25,7 +25,8 @@ class PrintingSink : public Sink {
     static void print(std::string_view field, const void* data, std::size_t size,
                       std::size_t count) {
         std::printf("%.*s %zu %zu\n", static_cast<int>(field.size()), field.data(), size, count);
-        std::fwrite(data, size, count, stdout);
+        if (std::fwrite(data, size, count, stdout) != count)
+            throw std::runtime_error("cannot write");
         std::putchar('\n');
     }
 };

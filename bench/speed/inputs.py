@@ -15,7 +15,8 @@ KIB, MIB = 1 << 10, 1 << 20
 
 ASCII_WORDS = ("the order invoice number has been shipped to your address please find attached "
                "a summary of all open positions and the date on which they are due with kind "
-               "regards from our service department = 2*2 (see: https://example.org/a?b=c&d)").split()
+               "regards from our service department = 2*2 (see: https://example.org/a?b=c&d)"
+               ).split()
 ACCENTED_WORDS = ("Grüße für Größe Straße Änderung über déjà-vu garçon façade naïve señor mañana "
                   "Übermäßig Ölfässer coûte être").split()
 #: Characters of each charset that subjects are written in.

@@ -23,6 +23,7 @@ from rows import ROWS
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PEERS = ("gmime", "vmime", "etpan", "poco", "mimetic", "python")
+FIGURES = ("<!-- figures -->", "<!-- end of figures -->")  # around those of docs/performance.md
 QUICK_SCALE = 1 / 100
 MAX_SECONDS = 300  # for one call of a driver
 SLOW_SECONDS = 2   # a go that takes longer is not repeated
@@ -44,9 +45,11 @@ class Driver:
         if run.returncode == NO_SUCH_WORK:
             return None
         if run.returncode != 0:
-            raise RuntimeError(f"{self.name}, {kind}: exit {run.returncode}, "
-                               f"{run.stderr.decode(errors='replace').strip()}")
+            raise RuntimeError(run.stderr.decode(errors="replace").strip() or run.returncode)
         return run.stdout
+
+    def can_be_timed(self):
+        return pathlib.Path(self.timed[0]).exists()
 
     def seconds(self, kind, file, least):
         """The CPU time of one go, the mean of as many as take `least` seconds."""
@@ -128,7 +131,8 @@ def table_row(row, records, found, times):
     if "guarded" in rates:
         made["also"] = {"guarded": rates.pop("guarded")}
     made["peers"] = rates
-    made["marks"] = {name: f"differs in {found[name]}" for name in rates if found[name]}
+    made["marks"] = {name: differs if differs.startswith("fails") else f"differs in {differs}"
+                     for name, differs in found.items() if differs}
     made["seconds"] = times
     return made
 
@@ -188,7 +192,8 @@ def memory_rows(rows, options):
 # ---- the whole
 
 def quick_row(row, all_drivers, options):
-    """Prints what the drivers find in a small input. Returns what ours does not find."""
+    """Prints what the drivers find in a small input, and has those timed that can be. Returns
+    what ours does not find."""
     records, expected = row.make(QUICK_SCALE)
     file = options.out / "input"
     inputs.write_records(file, records)
@@ -196,6 +201,9 @@ def quick_row(row, all_drivers, options):
     found = check_all(row, all_drivers, file, expected)
     print(f"{row.title:42}", "; ".join(f"{table.name_of(name)}: {differs or 'complete'}"
                                        for name, differs in found.items()), flush=True)
+    for name in found:
+        if all_drivers[name].can_be_timed():
+            all_drivers[name].seconds(row.kind, file, 0.001)
     return faults
 
 
@@ -229,6 +237,17 @@ def write_results(rows, options):
     print(f"figures in {options.out}: speed.json, speed.svg, speed.md")
 
 
+def publish(rows, where):
+    """Puts table and picture into docs/performance.md, with the machine that they are of."""
+    page = ROOT / "docs/performance.md"
+    text = page.read_text(encoding="utf-8")
+    head, tail = text.split(FIGURES[0])[0], text.split(FIGURES[1])[1]
+    shown = (f"Measured on {where['cores']} cores of {where['cpu']}, Linux {where['kernel']}, load "
+             f"{where['load']:.1f}.\n\n![ratios](performance.svg)\n\n{table.markdown_table(rows)}")
+    page.write_text(f"{head}{FIGURES[0]}\n{shown}\n{FIGURES[1]}{tail}", encoding="utf-8")
+    page.with_suffix(".svg").write_text(table.svg(rows), encoding="utf-8")
+
+
 def run_measured(rows, all_drivers, options):
     """Measures, prints and writes. Returns what is wrong."""
     made, faults = [], []
@@ -240,6 +259,8 @@ def run_measured(rows, all_drivers, options):
     for file in options.merge:
         made += table.read_rows(file)
     write_results(made, options)
+    if options.publish:
+        publish(made, machine())
     return faults + [fault for row in made for fault in table.judge(row)]
 
 
@@ -250,6 +271,7 @@ def parsed_arguments():
     parser.add_argument("--quick", action="store_true", help="small inputs, checks, no timing")
     parser.add_argument("--merge", action="append", default=[], type=pathlib.Path, metavar="FILE",
                         help="rows of another source, as JSON (table.py)")
+    parser.add_argument("--publish", action="store_true", help="put them into docs/performance.md")
     parser.add_argument("--repetitions", type=int, default=5, help="of each; the median counts")
     parser.add_argument("--seconds", type=float, default=0.1, help="at least, for a repetition")
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/bench",

@@ -82,7 +82,7 @@ def number(value):
 
 def peer_text(row, peer):
     if peer not in row["peers"]:
-        return "-"
+        return "*" if peer in row.get("marks", {}) else "-"
     return number(row["peers"][peer]) + ("*" if peer in row.get("marks", {}) else "")
 
 
@@ -152,14 +152,16 @@ def write_rows(file, rows, **more):
 
 # ---- as a picture
 #
-# One line a row, on a logarithmic axis of ratios: 1 is the best complete peer. Ours is a bar from
-# there, each peer a dot, hollow when it leaves something out, the goal an upright mark.
+# One line a row, on a logarithmic axis of ratios: 1 is the best complete peer, or our limit. Ours
+# is a bar, each peer a dot, hollow when it leaves something out, the goal an upright mark.
 
-LEFT, WIDTH, RIGHT, LINE, TOP = 330, 620, 90, 24, 64
+LEFT, WIDTH, RIGHT, LINE, TOP = 270, 620, 160, 24, 78
 COLOURS = {"gmime": "#1f77b4", "vmime": "#9467bd", "etpan": "#d62728", "poco": "#8c564b",
            "mimetic": "#e377c2", "python": "#7f7f7f", "curl": "#17becf"}
 REACHED, MISSED = "#2ca02c", "#ff7f0e"
 LOWEST, HIGHEST = 0.01, 30
+LEGEND = ("bar: ours, green where the goal (upright mark) is reached; dots: others, hollow where "
+          "they leave something out")
 
 
 def x_of(value):
@@ -191,19 +193,22 @@ def dots_of(row, y):
                    peer in row.get("marks", {})) for peer, value in row["peers"].items()]
 
 
-def drawn_row(row, y):
-    reached = ratio(row)
-    shown = [text_at(LEFT - 8, y + 4, row["row"], "end")]
-    if reached is None:
-        return shown + [text_at(x_of(1) + 6, y + 4, f"{number(row['ours'])} {row['unit']}")]
-    left, right = sorted((x_of(1), x_of(reached)))
+def drawn_bar(row, y):
+    """Ours, with the goal."""
     colour = MISSED if judge(row) else REACHED
-    shown.append(f'<rect x="{left:.1f}" y="{y - 6}" width="{right - left:.1f}" height="12" '
-                 f'fill="{colour}"/>')
-    shown += dots_of(row, y)
-    if row.get("goal"):
-        shown.append(line_at(x_of(row["goal"]), y - 10, y + 10, "#000", 2))
-    return shown + [text_at(LEFT + WIDTH + 8, y + 4, f"{number(row['ours'])} {row['unit']}")]
+    goal = 1 if "at_most" in row else row.get("goal")
+    bar = (f'<rect x="{LEFT}" y="{y - 6}" width="{x_of(ratio(row)) - LEFT:.1f}" height="12" '
+           f'fill="{colour}"/>')
+    return [bar] + ([line_at(x_of(goal), y - 10, y + 10, "#000", 2)] if goal else [])
+
+
+def drawn_row(row, y):
+    shown = [text_at(LEFT - 8, y + 4, row["row"], "end")]
+    value = f"{number(row['ours'])} {row['unit']}"
+    if ratio(row) is not None:
+        shown += drawn_bar(row, y) + dots_of(row, y)
+        value += f", {reached_text(row)} x"
+    return shown + [text_at(LEFT + WIDTH + 8, y + 4, value)]
 
 
 def drawn_axis(bottom):
@@ -216,9 +221,9 @@ def drawn_axis(bottom):
 
 
 def drawn_legend(rows):
-    shown, x = [text_at(8, 20, "ours: bar; goal: upright mark; hollow: leaves something out")], 400
+    shown, x = [text_at(8, 16, LEGEND)], LEFT
     for peer in (peer for peer in NAMES if any(peer in row["peers"] for row in rows)):
-        shown += [dot_at(x, 16, peer, False), text_at(x + 9, 20, name_of(peer))]
+        shown += [dot_at(x, 30, peer, False), text_at(x + 9, 34, name_of(peer))]
         x += 26 + 8 * len(name_of(peer))
     return shown
 

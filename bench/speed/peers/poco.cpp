@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The works of the speed benchmark, done by POCO, which takes apart the outermost multipart only,
-// reads no recipients, converts no text and decodes no words.
+// reads no recipients and converts no text.
 #include <Poco/Base64Decoder.h>
 #include <Poco/Base64Encoder.h>
 #include <Poco/MemoryStream.h>
