@@ -1,67 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// The program that the README shows, run against a server.
+// The programs that send, run against a server. The README shows the first one.
 #include <gmock/gmock.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-
-#include "inet/admailmsg.utf16.h"
-#include "sandbox/server.h"
-#include "tests/support/private_network.h"
-#include "tests/support/wide_text.h"
+#include "tests/examples/example_program.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class SendMailExample : public ::testing::Test {
-  protected:
-    SendMailExample() {
-        std::string name = (std::filesystem::temp_directory_path() / "send_mail.XXXXXX").string();
-        folder_ = mkdtemp(name.data());
-        setenv("VTINETLIB_SETTINGS_DIR", folder_.c_str(), 1);
-        AdMailMsg settings;
-        settings.setSetting(u"SMTPHost", wide(privateAddress()));
-        settings.setSetting(u"ReplyTo", u"tracker@example.org");
-        settings.SetSendActive(1);
-    }
-
-    ~SendMailExample() override {
-        unsetenv("VTINETLIB_SETTINGS_DIR");
-        std::filesystem::remove_all(folder_);
-    }
-
-    /// The exit code of the example.
-    static int run() {
-        std::string program = SEND_MAIL;
-        char* arguments[] = {program.data(), nullptr};
-        pid_t process = 0;
-        int status = 0;
-        EXPECT_EQ(posix_spawn(&process, SEND_MAIL, nullptr, nullptr, arguments, environ), 0);
-        EXPECT_EQ(waitpid(process, &status, 0), process);
-        EXPECT_TRUE(WIFEXITED(status));
-        return WEXITSTATUS(status);
-    }
-
-  private:
-    std::filesystem::path folder_;
-};
-
-sandbox::Server::Options atPrivateAddress() {
-    sandbox::Server::Options options;
-    options.address = privateAddress();
-    options.smtpPort = 25;
-    return options;
-}
-
-TEST_F(SendMailExample, DeliversItsMail) {
+TEST(SendMailExample, DeliversItsMail) {
+    const MailSite site;
     const sandbox::Server server(atPrivateAddress());
-    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(runExample("send_mail", site.folder()).exitCode, 0);
     ASSERT_EQ(server.messages().size(), 1U);
     const sandbox::Message message = server.messages().front();
     EXPECT_EQ(message.sender, "tracker@example.org");
@@ -70,6 +21,31 @@ TEST_F(SendMailExample, DeliversItsMail) {
     EXPECT_THAT(message.data, HasSubstr("\r\n\r\nEverything is fine. Schöne Grüße!\r\n"));
 }
 
-TEST_F(SendMailExample, SaysThatNobodyAnswers) { EXPECT_EQ(run(), 1); }
+TEST(SendMailExample, SaysThatNobodyAnswers) {
+    const MailSite site;
+    const ExampleRun run = runExample("send_mail", site.folder());
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.output, HasSubstr("Not everybody has got the mail"));
+}
+
+TEST(SendWithLogExample, ShowsTheDialogue) {
+    const MailSite site;
+    const sandbox::Server server(atPrivateAddress());
+    const ExampleRun run = runExample("send_with_log", site.folder());
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.output, HasSubstr(": SMTP->RCPT TO:<ines@example.org>\n"));
+    EXPECT_THAT(run.output, HasSubstr(": SMTP<-221 "));
+    ASSERT_EQ(server.messages().size(), 2U);
+    EXPECT_THAT(server.messages()[0].recipients,
+                ElementsAre("ines@example.org", "olga@example.org"));
+    EXPECT_THAT(server.messages()[1].recipients, ElementsAre("archive@example.org"));
+}
+
+TEST(SendWithLogExample, ShowsWhyNobodyGotIt) {
+    const MailSite site;
+    const ExampleRun run = runExample("send_with_log", site.folder());
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.output, HasSubstr(": connect() failed ("));
+}
 
 }  // namespace
