@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # vt_share(TARGET [property value...])
 #
-# What a shared library of ours is to those who link it: headers, C++20, a version in its name.
+# What a shared library of ours is to those who link it: headers, C++20, a version in its name, and
+# no more names than those in the file TARGET.map beside its sources.
 #
 # vt_install(TARGET FOLDER header...)
 #
@@ -14,6 +15,9 @@ function(vt_share target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
                                               $<INSTALL_INTERFACE:${vt_header_folder}>)
+  set(map ${CMAKE_CURRENT_SOURCE_DIR}/${target}.map)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${map})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
   # Wherever an installed tree is moved to, its libraries find each other.
   set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION}
                         SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN" ${ARGN})

@@ -1,29 +1,19 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Holds what libvtinetlib.so exports against the list in the tree.
+"""Holds what a library exports against the list in the tree.
 
     exported_symbols_test.py LIBRARY LIST            fails where they differ
     exported_symbols_test.py --update LIBRARY LIST   writes the list anew
-
-What compilers put there from the C++ library's templates is left out: it says nothing about the
-interface and depends on the build.
 """
 
-import re
 import subprocess
 import sys
-
-#: An instance of a template of the C++ library, or what goes with a type of it ("typeinfo for").
-#: Of a function the type of the result comes first.
-FOREIGN = re.compile(r"(?:[\w ]+[*&]* )?(?:std|__gnu_cxx)::")
-
 
 def exported(library):
     """The symbols of a library, sorted, each name once."""
     listing = subprocess.run(["nm", "--dynamic", "--defined-only", "--demangle", library],
                              check=True, capture_output=True, text=True).stdout
-    symbols = {line.split(" ", 2)[2] for line in listing.splitlines()}
-    return sorted(symbol for symbol in symbols if not FOREIGN.match(symbol))
+    return sorted({line.split(" ", 2)[2] for line in listing.splitlines()})
 
 
 def difference(found, wanted, listing, library):
