@@ -25,8 +25,11 @@ class VTHOST_API AdCharset {
     /// gives a charset whose conversions fail.
     explicit AdCharset(const Zeb_String& name);
 
+    /// US-ASCII. This and the next two are shared, and live as long as the process.
     static const AdCharset& getASCIICharset();
+    /// UTF-8.
     static const AdCharset& getUTF8Charset();
+    /// The host's default charset.
     static const AdCharset& getDefaultCharset();
 
     /// The preferred MIME name (RFC 2045 "charset" parameter); for a name that is not known, the
@@ -65,6 +68,7 @@ class VTHOST_API AdMbcsString {
     /// Copies `length` octets.
     AdMbcsString(const AdCharset& charset, const char* bytes, std::size_t length);
 
+    /// Replaces the object's text by that of `text` in `charset`; false as the class says.
     bool cvtFromTchar(const AdCharset& charset, const Zeb_String& text,
                       AdCharset::converter_t mode = 0);
     /// `length` counts code units; `units` needs no terminator.
@@ -79,6 +83,7 @@ class VTHOST_API AdMbcsString {
 
     /// Zero-terminated. Owned by the object, valid until it is changed or destroyed.
     const char* getData() const { return octets_.c_str(); }
+    /// The octets, NULs among them too. Valid until the object is changed or destroyed.
     const std::string& getString() const { return octets_; }
 
   private:

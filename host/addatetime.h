@@ -13,13 +13,17 @@ class VTHOST_API AdDateTime {
     /// Now, in the time zone of the process (TZ, else the system's).
     static AdDateTime GetCurrentTime();
 
+    /// With its century.
     int GetYear() const { return local_.tm_year + 1900; }
     /// 1 to 12.
     int GetMonth() const { return local_.tm_mon + 1; }
     /// 1 to 31.
     int GetDay() const { return local_.tm_mday; }
+    /// 0 to 23.
     int GetHour() const { return local_.tm_hour; }
+    /// 0 to 59.
     int GetMinute() const { return local_.tm_min; }
+    /// 0 to 60: a leap second counts.
     int GetSecond() const { return local_.tm_sec; }
     /// The zone of RFC 5322: a sign and four digits, for example +0100.
     Zeb_String GetTimezoneOffset() const;

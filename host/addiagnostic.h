@@ -10,11 +10,13 @@
 #include "host/api.h"
 #include "host/zeb_string.h"
 
+/// A number for a kind of report; the mail library uses 11.
 using AdDiagnosticId = int;
 
 /// The diagnostic facility of the process.
 class VTHOST_API AdDiagnostic {
   public:
+    /// Ids are 0 to idCount - 1.
     static constexpr int idCount = 64;
 
     /// Receives tag and message of each report, one report at a time. It may call this class; it

@@ -10,10 +10,12 @@
 /// Storage of a string array. One thread at a time per object.
 class VTHOST_API Sov_String_Array {
   public:
+    /// Number of elements.
     int GetSize() const { return static_cast<int>(strings_.size()); }
     /// Both throw Zeb_Range_Error unless 0 <= index < GetSize(). The reference is valid until
     /// the array is changed or destroyed.
     const Zeb_String& operator[](int index) const { return GetAt(index); }
+    /// The same as operator[].
     const Zeb_String& GetAt(int index) const;
 
   protected:
@@ -36,5 +38,6 @@ class VTHOST_API CStringArray : public Sov_String_Array {
 
     /// Appends a copy; returns its index.
     int Add(const Zeb_String& text);
+    /// Removes all elements.
     void Make_Empty();
 };

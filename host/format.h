@@ -14,10 +14,12 @@ class Zeb_Char_Buffer;
 /// the call to Format. An 8-bit text is no argument: octets become wide text through a charset.
 class VTHOST_API Format_Argument {
   public:
+    /// What the argument was built from.
     enum class Kind { Integer, Text };
 
     // None of these is explicit: they stand for the "..." of printf.
 
+    /// An integer of any width; a bool is 0 or 1.
     template <std::integral Integer>
     Format_Argument(Integer value)  // NOLINT(google-explicit-constructor)
         : kind(Kind::Integer) {
@@ -39,11 +41,14 @@ class VTHOST_API Format_Argument {
 
     /// Zero-terminated; a null pointer is shown as "(null)".
     Format_Argument(const unsigned short* text);  // NOLINT(google-explicit-constructor)
-    Format_Argument(const char16_t* text);        // NOLINT(google-explicit-constructor)
+    /// The same for a u"..." literal.
+    Format_Argument(const char16_t* text);  // NOLINT(google-explicit-constructor)
     /// Up to its first NUL, as printf would read it.
     Format_Argument(const Zeb_Char_Buffer& text);  // NOLINT(google-explicit-constructor)
 
+    /// Decides which of the members below count.
     Kind kind;
+    /// Whether the integer was below 0.
     bool isNegative = false;
     /// The value as "%x" shows it: two's complement in the width of the promoted argument.
     unsigned long long bits = 0;
@@ -51,5 +56,6 @@ class VTHOST_API Format_Argument {
     unsigned long long magnitude = 0;
     /// Exactly one of the two is set when the kind is Text, none for a null pointer.
     const unsigned short* units = nullptr;
+    /// Zero-terminated, not owned.
     const char16_t* literal = nullptr;
 };

@@ -9,4 +9,5 @@
 /// number). Out of range gives ULONG_MAX and sets errno to ERANGE; a base outside 0 and 2 to 36
 /// gives 0 and sets errno to EINVAL. Requires: `text` is zero-terminated and not null.
 VTHOST_API unsigned long _tcstoul(const unsigned short* text, unsigned short** end, int base);
+/// The same for a u"..." literal.
 VTHOST_API unsigned long _tcstoul(const char16_t* text, char16_t** end, int base);

@@ -9,10 +9,12 @@
 /// the first, which is the one nearest to the cause.
 class VTHOST_API Zeb_Condition {
   public:
+    /// Whether an error has been recorded.
     bool HasError() const { return hasError_; }
     /// For people: what failed, where and why. Empty without an error.
     const Zeb_String& GetMessage() const { return message_; }
 
+    /// Records an error, unless there is one.
     void SetError(const Zeb_String& message);
 
   private:

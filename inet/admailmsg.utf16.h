@@ -10,6 +10,7 @@
 #include "inet/api.h"
 #include "inet/rfc2822encoder.utf16.h"
 
+/// A mail under construction, and the way to the settings; see the top of the file.
 class VTINETLIB_API AdMailMsg {
   public:
     /// No recipients, no text; the charset is the "Charset" setting when there is one.
@@ -41,16 +42,23 @@ class VTINETLIB_API AdMailMsg {
 
     /// Sends as `address`, without a name, instead of "ReplyTo" and "RealName".
     void SetOverrideFrom(const Zeb_String& address);
+    /// One more recipient, by address.
     void AddTo(const Zeb_String& address);
+    /// The same for each of `addresses`.
     void AddTo(const CStringArray& addresses);
+    /// One more recipient of a copy.
     void AddCc(const Zeb_String& address);
+    /// The same for each of `addresses`.
     void AddCc(const CStringArray& addresses);
     /// Blind: in no header, and sent in a transaction of its own.
     void AddBcc(const Zeb_String& address);
+    /// The same for each of `addresses`.
     void AddBcc(const CStringArray& addresses);
     /// See RFC2822Encoder::setSubject for what happens to long subjects.
     void SetSubject(const Zeb_String& subject);
+    /// Replaces the text of the mail.
     void SetBody(const Zeb_String& text);
+    /// Adds to its end.
     void MoreBody(const Zeb_String& text);
     /// Back to a freshly built object; the settings stay.
     void ClearAll();

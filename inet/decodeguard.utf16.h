@@ -35,6 +35,7 @@ struct MIMELimits {
 /// Something in a message that could not be taken as it stands: malformed, cut off, or beyond a
 /// limit. Decoding goes on behind it.
 struct VTINETLIB_API MIMEDefect {
+    /// What is wrong; behind each kind stands what was done about it.
     enum class Kind {
         LineWithoutColon,          // in a header block; dropped
         HeaderTooLarge,            // the rest of the header block, or of a value, was dropped
@@ -49,6 +50,7 @@ struct VTINETLIB_API MIMEDefect {
         TooManyEntities,           // the further parts were dropped, a message left as it is
     };
 
+    /// What is wrong.
     Kind kind;
     /// Which entity: numbers from 1, one a level. "1" is the message's own entity, "1.2" the second
     /// part of it.

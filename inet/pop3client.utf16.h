@@ -24,6 +24,7 @@ class VTINETLIB_API POP3Client {
     /// Connects and reads the greeting. A null `port` is the service "pop3". False when connecting
     /// fails, when the server refuses, and when the client is already open.
     bool open(const Zeb_String& host, const unsigned short* port = nullptr);
+    /// The same for a u"..." literal.
     bool open(const Zeb_String& host, const char16_t* port);
 
     /// Logs in. A name or password that has no form on one ASCII line is refused here.

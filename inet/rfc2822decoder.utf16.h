@@ -24,6 +24,7 @@
 
 /// The order of header and parameter names: ASCII letters are folded.
 struct CaseInsensitiveLess {
+    /// Whether `a` comes before `b`.
     bool operator()(const Zeb_String& a, const Zeb_String& b) const {
         return a.CompareNoCase(b) < 0;
     }
@@ -51,6 +52,7 @@ enum class RFC2822TokenKind : unsigned {
     Error = 6,  // a quoted string or comment without an end
 };
 
+/// Whether a result of nextToken is this kind.
 inline bool operator==(unsigned kind, RFC2822TokenKind known) {
     return kind == static_cast<unsigned>(known);
 }
@@ -93,11 +95,15 @@ class VTINETLIB_API RFC2822Lexer {
 /// and so is a mailbox with a comment in it.
 class VTINETLIB_API RFC2822Address {
   public:
+    /// Without name and address.
     RFC2822Address();
+    /// A copy; so is what is assigned.
     RFC2822Address(const RFC2822Address&);
+    /// As the copy constructor.
     RFC2822Address& operator=(const RFC2822Address&);
     /// From the raw text of one mailbox; of a malformed one, what was read of it.
     RFC2822Address(const std::string& text);  // NOLINT(google-explicit-constructor)
+    /// As the constructor from text.
     RFC2822Address& operator=(const std::string& text);
     ~RFC2822Address();
 
@@ -128,12 +134,16 @@ class VTINETLIB_API MIMEHeaderValue {
     /// By name; of a name that is given twice the first spelling and the last text.
     using Parameters = std::map<Zeb_String, Zeb_String, CaseInsensitiveLess>;
 
+    /// Without value, subvalue and parameters.
     MIMEHeaderValue();
+    /// A copy; so is what is assigned.
     MIMEHeaderValue(const MIMEHeaderValue&);
+    /// As the copy constructor.
     MIMEHeaderValue& operator=(const MIMEHeaderValue&);
     /// From the raw text of a field; of a malformed one, what stands before the first fault.
     /// Continued parameters are kept only when there is no fault.
     MIMEHeaderValue(const std::string& text);  // NOLINT(google-explicit-constructor)
+    /// As the constructor from text.
     MIMEHeaderValue& operator=(const std::string& text);
     ~MIMEHeaderValue();
 
@@ -141,7 +151,9 @@ class VTINETLIB_API MIMEHeaderValue {
     Zeb_String getValue() const { return value_; }
     /// Empty when there is none.
     Zeb_String getSubvalue() const { return subvalue_; }
+    /// The decoded text of a parameter; `defaultValue` when there is none of that name.
     Zeb_String getParameter(const Zeb_String& name, const Zeb_String& defaultValue) const;
+    /// All parameters, decoded.
     const Parameters& getParameters() const { return parameters_; }
 
   private:
@@ -172,18 +184,26 @@ class RFC2822Decoder;
 /// through its own class, and by the caller: a decoder does not own its children.
 class VTINETLIB_API MIMEDecoder {
   public:
+    /// The entity of a header block that has been read; its body follows in `in`, up to the end.
     MIMEDecoder(const HeaderMap& headers, std::istream& in);
     MIMEDecoder(const MIMEDecoder&) = delete;
     MIMEDecoder& operator=(const MIMEDecoder&) = delete;
 
+    /// Exactly one of the four is true.
     virtual bool isText() const;
+    /// As isText.
     virtual bool isBinary() const;
+    /// As isText.
     virtual bool isMultipart() const;
+    /// As isText.
     virtual bool isMessage() const;
     /// Itself as its own class, or null.
     virtual MIMETextDecoder* getTextDecoder();
+    /// As getTextDecoder.
     virtual MIMEBinaryDecoder* getBinaryDecoder();
+    /// As getTextDecoder.
     virtual MIMEMultipartDecoder* getMultipartDecoder();
+    /// As getTextDecoder.
     virtual RFC2822Decoder* getMessageDecoder();
 
     /// Reads a header block, up to and including the blank line that ends it. A line without a
@@ -196,6 +216,7 @@ class VTINETLIB_API MIMEDecoder {
     std::string getRawHeader(const Zeb_String& name) const;
     /// The value of a field, else `defaultValue`, parsed.
     MIMEHeaderValue getMIMEHeader(const Zeb_String& name, const std::string& defaultValue) const;
+    /// The header block of the entity.
     const HeaderMap& getHeaders() const { return headers_; }
 
     /// What the body is read through: Content-Transfer-Encoding decides. Only of use while the
@@ -229,6 +250,7 @@ class VTINETLIB_API MIMEDecoder {
 /// An entity of media type text, or without Content-Type.
 class VTINETLIB_API MIMETextDecoder final : public MIMEDecoder {
   public:
+    /// Reads the body to the end of `in`.
     MIMETextDecoder(const HeaderMap& headers, std::istream& in);
     ~MIMETextDecoder();
 
@@ -253,6 +275,7 @@ class VTINETLIB_API MIMETextDecoder final : public MIMEDecoder {
 /// An entity that is neither text nor a container.
 class VTINETLIB_API MIMEBinaryDecoder final : public MIMEDecoder {
   public:
+    /// Reads the body to the end of `in`.
     MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in);
     ~MIMEBinaryDecoder();
 
@@ -308,13 +331,17 @@ class VTINETLIB_API RFC2822Decoder final : public MIMEDecoder {
 
     /// A header field as text, decoded; empty when there is none.
     Zeb_String getHeader(const Zeb_String& name) const;
+    /// Decoded; empty when there is none.
     Zeb_String getSubject() const;
     /// As it was written.
     Zeb_String getDate() const;
+    /// The mailboxes of a header field; none when there is no such field.
     std::vector<RFC2822Address> parseAddressHeader(const Zeb_String& name) const;
     /// The one mailbox of Sender, else the one mailbox of From, else an empty one.
     RFC2822Address getSender() const;
+    /// The mailboxes of To.
     std::vector<RFC2822Address> getTo() const;
+    /// The mailboxes of Cc.
     std::vector<RFC2822Address> getCc() const;
 
     /// Header block and body of the message. Never null; not owned by the decoder.

@@ -33,6 +33,7 @@ class VTINETLIB_API RFC2822Encoder {
     /// One more mailbox; false as for setSender, and nothing is added. Equal mailboxes are written
     /// once; they are written in the order of their octets.
     bool addTo(const Zeb_String& address, const Zeb_String& name);
+    /// The same for Cc.
     bool addCc(const Zeb_String& address, const Zeb_String& name);
     /// The one Bcc mailbox, which is written into the header. Result as for setSender.
     bool setBcc(const Zeb_String& address, const Zeb_String& name);
@@ -45,7 +46,9 @@ class VTINETLIB_API RFC2822Encoder {
     /// or at its end, or that stands last, is shown as two U+FFFD.
     void setSubject(const Zeb_String& subject);
 
+    /// Replaces the text of the message. Line ends may be LF or CR LF.
     void setBody(const Zeb_String& text);
+    /// Adds to its end.
     void appendBody(const Zeb_String& text);
 
     /// Writes header and body. `eightBit`: the way to the recipient is 8-bit clean (8BITMIME), the

@@ -27,6 +27,7 @@ class VTINETLIB_API SMTPClient {
     /// when it refused or the client is already open. Throws socket_error when connecting fails.
     /// Replies are awaited for 300 seconds.
     bool open(const Zeb_String& host, const unsigned short* port = nullptr);
+    /// The same for a u"..." literal.
     bool open(const Zeb_String& host, const char16_t* port);
 
     /// One mail transaction. Addresses are bare or in angle brackets behind a name; one that has

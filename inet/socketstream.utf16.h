@@ -33,11 +33,13 @@ class VTINETLIB_API socket_error : public std::runtime_error {
     socket_error(int code, const char* context);
     ~socket_error() override;
 
+    /// As given to the constructor.
     int code() const { return code_; }
 
     /// A sentence for people, in the host's default charset. It depends on the code alone; the
     /// context is accepted and not used, as every call site relies on.
     static std::string getMessage(int code, const char* context);
+    /// Throws a socket_error.
     [[noreturn]] static void raiseException(int code, const char* context);
 
   private:
@@ -58,10 +60,12 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     /// a decimal number. A host name is turned into its ASCII form (IDNA) first. Starts with empty
     /// buffers. Returns this; throws socket_error. The wait for a connection is the system's.
     socketbuf* open(const Zeb_String& host, const unsigned short* port);
+    /// The same for a u"..." literal.
     socketbuf* open(const Zeb_String& host, const char16_t* port);
 
     /// Returns this. Pending output is not sent; a closed buffer stays as it is.
     socketbuf* close();
+    /// Whether there is a connection.
     bool is_open() const { return descriptor_ != -1; }
 
     /// Bounds every later wait to `seconds` (fractions count). 0 waits without limit, as a new
@@ -102,11 +106,15 @@ class VTINETLIB_API socketstream : public std::iostream {
     /// As socketbuf::open; the state is good afterwards. A socket_error is thrown on when the
     /// exception mask holds failbit; otherwise it sets failbit and open returns.
     void open(const Zeb_String& host, const unsigned short* port);
+    /// The same for a u"..." literal.
     void open(const Zeb_String& host, const char16_t* port);
     /// As socketbuf::setTimeout, with the same rule for a socket_error.
     void setTimeout(double seconds);
+    /// As socketbuf::close; the state is bad afterwards.
     void close();
+    /// Whether there is a connection.
     bool is_open() const { return buffer_.is_open(); }
+    /// The buffer, which the stream owns.
     socketbuf* rdbuf() const { return const_cast<socketbuf*>(&buffer_); }
 
   private:

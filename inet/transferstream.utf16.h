@@ -61,6 +61,7 @@ class VTINETLIB_API base64buf : public std::streambuf {
 /// Read: a malformed escape (lower-case digits too) ends one read; what follows it can be read on.
 class VTINETLIB_API quotedprintablebuf : public std::streambuf {
   public:
+    /// `headerMode`: the "Q" encoding.
     quotedprintablebuf(std::streambuf* target, bool headerMode);
     ~quotedprintablebuf() override;
 
@@ -106,6 +107,7 @@ VTINETLIB_API Zeb_String getBestTransferEncoding(const std::string& data);
 /// a peek at the start of a line that begins with a dot already takes that dot.
 class VTINETLIB_API dotstuffingbuf : public std::streambuf {
   public:
+    /// `target` is written to or read from.
     explicit dotstuffingbuf(std::streambuf* target);
     ~dotstuffingbuf() override;
 

@@ -5,7 +5,8 @@
 #include "inet/api.h"
 
 extern "C" {
-/// Do nothing; a product finds by these names which library it has loaded.
+/// Does nothing; a product finds by its name which library it has loaded.
 VTINETLIB_API void libvtinetlib_print_verid();
+/// The same.
 VTINETLIB_API void libvtinetlib_sprintf_verid();
 }
