@@ -21,6 +21,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/host
                                                 ${PROJECT_BINARY_DIR}/inet)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+# Ports are looked up by the names of their services.
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_DEPENDS netbase)
 
 # vt_debian_package(COMPONENT PACKAGE SECTION TITLE line...): the lines are the description's.
 macro(vt_debian_package component package section title)
