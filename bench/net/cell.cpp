@@ -171,9 +171,9 @@ void beginNetCell() {
 void printCost(const std::string& row, const Cost& cost, std::size_t octets, int mails) {
     std::printf(
         "{\"row\": \"%s\", \"mails_per_second\": %.6g, \"octets_per_second\": %.6g, "
-        "\"cpu_us_per_mail\": %.6g}\n",
+        "\"cpu_us_per_mail\": %.6g, \"mails\": %.0f}\n",
         row.c_str(), mails / cost.seconds, static_cast<double>(octets) / cost.seconds,
-        cost.cpuSeconds * 1e6 / mails);
+        cost.cpuSeconds * 1e6 / mails, static_cast<double>(cost.runs) * mails);
 }
 
 int runNetCell(int argc, char** argv, NetClient& client) {

@@ -12,18 +12,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "bench/net/mails.h"
 
 namespace {
-
-constexpr std::size_t roomForOctets = std::size_t{256} << 10;
 
 int checked(int result, const char* what) {
     if (result == -1) throw std::system_error(errno, std::generic_category(), what);
@@ -91,7 +89,7 @@ namespace {
 /// The server's end of a dialogue of lines.
 class Dialogue {
   public:
-    explicit Dialogue(int connection) : connection_(connection), room_(roomForOctets) {}
+    explicit Dialogue(int connection) : connection_(connection) {}
 
     bool say(std::string_view octets) {
         while (!octets.empty()) {
@@ -123,8 +121,9 @@ class Dialogue {
         return {room_.data() + length, static_cast<std::size_t>(count)};
     }
 
+    static inline std::array<char, std::size_t{256} << 10> room_;  // one dialogue at a time
+
     const int connection_;
-    std::vector<char> room_;
 };
 
 /// Whether the octets so far end with the lone dot. It is looked for at the end only: the client

@@ -67,15 +67,16 @@ class CurlClient : public NetClient {
         curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, takeSome);
         const std::string mailbox = address("pop3", port);
         for (int number = 1; number <= count; ++number) {
-            std::string mail;
+            mail_.clear();
             curl_easy_setopt(easy.get(), CURLOPT_URL, (mailbox + std::to_string(number)).c_str());
-            curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &mail);
+            curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, &mail_);
             perform(easy);
-            take(mail);
+            take(mail_);
         }
     }
 
   private:
+    std::string mail_;
 };
 
 }  // namespace

@@ -3,10 +3,11 @@
 #include <Poco/Net/POP3ClientSession.h>
 #include <Poco/Net/SMTPClientSession.h>
 
-#include <sstream>
-#include <stdexcept>
+#include <istream>
+#include <ostream>
 
 #include "bench/net/cell.h"
+#include "bench/net/text_buffers.h"
 
 namespace {
 
@@ -19,7 +20,8 @@ class PocoClient : public NetClient {
         session.sendCommand("MAIL FROM:<monitor@example.org>", reply);
         session.sendCommand("RCPT TO:<staff@example.org>", reply);
         session.sendCommand("DATA", reply);
-        std::istringstream message(mail);
+        TextSource source(mail);
+        std::istream message(&source);
         session.sendMessage(message);
         session.close();
     }
@@ -27,13 +29,18 @@ class PocoClient : public NetClient {
     void fetch(std::uint16_t port, int count, const Take& take) override {
         Poco::Net::POP3ClientSession session("127.0.0.1", port);
         session.login("staff", "secret");
+        TextSink sink(mail_);
+        std::ostream out(&sink);
         for (int number = 1; number <= count; ++number) {
-            std::ostringstream mail;
-            session.retrieveMessage(number, mail);
-            take(mail.view());
+            mail_.clear();
+            session.retrieveMessage(number, out);
+            take(mail_);
         }
         session.close();
     }
+
+  private:
+    std::string mail_;
 };
 
 }  // namespace
