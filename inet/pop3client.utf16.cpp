@@ -3,6 +3,7 @@
 #include "inet/pop3client.utf16.h"
 
 #include <sstream>
+#include <string_view>
 
 #include "inet/wiretext.utf16.h"
 
@@ -13,6 +14,48 @@ constexpr char16_t lineSent[] = u"POP3->%s";
 
 void diag_fmt(const char16_t* format, const std::string& line) {
     reportLine(u"pop3client (vtinetlib.dll)", format, line);
+}
+
+/// The lines of a message as the caller gets them, gathered so that few writes are made.
+class MessageLines {
+  public:
+    explicit MessageLines(std::ostream& out) : out_(out) {}
+
+    /// False for the lone dot, which ends the message.
+    bool add(std::string_view line) {
+        line = withoutTrailingBlanks(line);
+        if (line == ".") return false;
+        if (!isFirst_) gathered_ += '\n';
+        isFirst_ = false;
+        gathered_ += line.starts_with('.') ? line.substr(1) : line;
+        return true;
+    }
+
+    void write() {
+        out_.write(gathered_.data(), static_cast<std::streamsize>(gathered_.size()));
+        gathered_.clear();
+    }
+
+  private:
+    std::ostream& out_;
+    std::string gathered_;
+    bool isFirst_ = true;
+};
+
+/// Adds the whole lines that have been received already. False when the lone dot was among them;
+/// what follows it is left.
+bool addLinesAtHand(std::streambuf& connection, MessageLines& lines) {
+    const std::string_view octets = ReadArea::of(connection);
+    std::size_t start = 0;
+    bool isInMessage = true;
+    while (isInMessage) {
+        const std::size_t end = octets.find('\n', start);
+        if (end == std::string_view::npos) break;
+        isInMessage = lines.add(octets.substr(start, end - start));
+        start = end + 1;
+    }
+    ReadArea::take(connection, start);
+    return isInMessage;
 }
 
 }  // namespace
@@ -41,13 +84,13 @@ bool POP3Client::sendCommand(const std::string& command) {
 }
 
 bool POP3Client::readLines(std::ostream& out) {
+    MessageLines lines(out);
     std::string line;
-    for (bool isFirst = true; socketgetline(connection_, line).good(); isFirst = false) {
-        removeTrailingBlanks(line);
-        if (line == ".") return true;
-        const std::size_t start = line.starts_with('.') ? 1 : 0;
-        if (!isFirst) out.put('\n');
-        out.write(line.data() + start, static_cast<std::streamsize>(line.size() - start));
+    while (socketgetline(connection_, line).good()) {
+        if (!lines.add(line)) return true;
+        const bool isEnd = !addLinesAtHand(*connection_.rdbuf(), lines);
+        lines.write();
+        if (isEnd) return true;
     }
     return false;
 }

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "inet/wiretext.utf16.h"
 
+#include <algorithm>
+#include <limits>
 #include <string_view>
 
 namespace {
 constexpr AdDiagnosticId mailDiagnostics = 11;
-}
+
+bool isTrailingBlank(char octet) { return octet == '\r' || octet == ' ' || octet == '\t'; }
+}  // namespace
 
 bool asciiOctets(const Zeb_String& text, std::string& octets) {
     AdMbcsString ascii;
@@ -22,9 +26,25 @@ bool oneLineOctets(const Zeb_String& text, std::string& octets) {
     return false;
 }
 
-void removeTrailingBlanks(std::string& line) {
-    const std::size_t last = line.find_last_not_of(" \t\r");
-    if (last != std::string::npos) line.erase(last + 1);
+std::string_view withoutTrailingBlanks(std::string_view line) {
+    std::size_t length = line.size();
+    while (length > 0 && isTrailingBlank(line[length - 1])) --length;
+    return length == 0 ? line : line.substr(0, length);
+}
+
+void removeTrailingBlanks(std::string& line) { line.resize(withoutTrailingBlanks(line).size()); }
+
+// The accessors of another buffer are protected; they are reached as members of this class.
+
+std::string_view ReadArea::of(std::streambuf& buffer) {
+    const char* const first = (buffer.*&ReadArea::gptr)();
+    const char* const last = (buffer.*&ReadArea::egptr)();
+    constexpr std::ptrdiff_t most = std::numeric_limits<int>::max();  // for gbump
+    return {first, static_cast<std::size_t>(std::min(last - first, most))};
+}
+
+void ReadArea::take(std::streambuf& buffer, std::size_t count) {
+    (buffer.*&ReadArea::gbump)(static_cast<int>(count));
 }
 
 bool isReporting() {

@@ -5,7 +5,10 @@
 // std::bad_alloc.
 #pragma once
 
+#include <cstddef>
+#include <streambuf>
 #include <string>
+#include <string_view>
 
 #include "host/host.h"
 
@@ -17,9 +20,20 @@ bool asciiOctets(const Zeb_String& text, std::string& octets);
 /// that none can smuggle in a line of its own.
 bool oneLineOctets(const Zeb_String& text, std::string& octets);
 
-/// Takes blanks, tabs and carriage returns from the end of a line that was received. Kept: a line
+/// A line that was received, without the blanks, tabs and carriage returns at its end. Kept: a line
 /// of nothing else stays as it is.
+std::string_view withoutTrailingBlanks(std::string_view line);
 void removeTrailingBlanks(std::string& line);
+
+/// The octets that any buffer has received or read already, for those that would take them one by
+/// one. A buffer may have none at hand and yet more to come.
+class ReadArea : public std::streambuf {
+  public:
+    /// Valid until the next call to the buffer.
+    static std::string_view of(std::streambuf& buffer);
+    /// Takes `count` of them, at most as many as there are.
+    static void take(std::streambuf& buffer, std::size_t count);
+};
 
 /// Whether the host wants the library's reports (diagnostic id 11).
 bool isReporting();
