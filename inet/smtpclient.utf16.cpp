@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <sstream>
 #include <streambuf>
+#include <string_view>
 
 #include "inet/transferstream.utf16.h"
 #include "inet/wiretext.utf16.h"
@@ -34,14 +35,30 @@ bool mailboxOctets(const Zeb_String& text, AdMbcsString& mailbox) {
     return true;
 }
 
+using Traits = std::char_traits<char>;
+
+/// Writes what `message` has at hand, and keeps the `last` of it. False when the filter refuses an
+/// octet; that one is taken, too.
+bool copyAtHand(std::streambuf& message, std::streambuf& filter, char& last) {
+    const std::string_view octets = ReadArea::of(message);
+    if (octets.empty()) return true;
+    const auto length = static_cast<std::streamsize>(octets.size());
+    last = octets.back();
+    const std::streamsize written = filter.sputn(octets.data(), length);
+    ReadArea::take(message, static_cast<std::size_t>(std::min(written + 1, length)));
+    return written == length;
+}
+
 /// Copies a message through the dot-stuffing filter and ends it. False when the filter refuses.
 bool copyDotStuffed(std::streambuf* message, std::streambuf* connection) {
-    using Traits = std::char_traits<char>;
     dotstuffingbuf filter(connection);
-    int last = '\n';
-    for (int octet = message->sbumpc(); octet != Traits::eof(); octet = message->sbumpc()) {
-        if (filter.sputc(Traits::to_char_type(octet)) == Traits::eof()) return false;
-        last = octet;
+    char last = '\n';
+    for (;;) {
+        if (!copyAtHand(*message, filter, last)) return false;
+        const int octet = message->sbumpc();  // has more brought to hand, where there is room
+        if (octet == Traits::eof()) break;
+        last = Traits::to_char_type(octet);
+        if (filter.sputc(last) == Traits::eof()) return false;
     }
     // A last line of dots alone would otherwise swallow the end-of-data line.
     if (last != '\n' && filter.sputn("\r\n", 2) != 2) return false;
