@@ -13,6 +13,7 @@
 #include <unicode/uidna.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
@@ -176,6 +177,7 @@ socketbuf* socketbuf::open(const Zeb_String& host, const unsigned short* port) {
     closeSilently();
     setg(nullptr, nullptr, nullptr);
     setp(nullptr, nullptr);
+    sendsWithRoom_ = 0;
     const AddressList addresses = resolve(host, port);
     int error = 0;
     for (const addrinfo* address = addresses.get(); address != nullptr;
@@ -211,6 +213,7 @@ void socketbuf::setTimeout(double seconds) {
         socket_error::raiseException(error, isBounded ? "ioctl(FIONBIO,1)" : "ioctl(FIONBIO,0)");
     }
     timeoutActive_ = isBounded;
+    if (!isBounded) sendsWithRoom_ = 0;  // blocking sends are not counted
 }
 
 // ==== waiting
@@ -220,14 +223,16 @@ namespace {
 /// Descriptor set of any size, for one descriptor; an fd_set ends at 1023.
 class DescriptorSet {
   public:
-    explicit DescriptorSet(int descriptor)
-        : sets_(static_cast<std::size_t>(descriptor) / FD_SETSIZE + 1) {
-        FD_SET(descriptor % FD_SETSIZE, &sets_.back());
+    explicit DescriptorSet(int descriptor) {
+        if (descriptor >= FD_SETSIZE)
+            large_.resize(static_cast<std::size_t>(descriptor) / FD_SETSIZE + 1);
+        FD_SET(descriptor % FD_SETSIZE, large_.empty() ? &small_ : &large_.back());
     }
-    fd_set* get() { return sets_.data(); }
+    fd_set* get() { return large_.empty() ? &small_ : large_.data(); }
 
   private:
-    std::vector<fd_set> sets_;
+    fd_set small_ = {};
+    std::vector<fd_set> large_;
 };
 
 /// Truncated to microseconds. What is no time at all becomes one that select refuses.
@@ -270,6 +275,25 @@ bool socketbuf::wait_readwrite(bool forRead) {
 
 // ==== writing
 
+namespace {
+
+/// How many put buffers the socket has room for now, whatever its peer does meanwhile. Where this
+/// cannot be found out the answer is 1, and the send shows what is wrong.
+int findRoom(int descriptor) {
+    timeval noTime = {};
+    const int ready = selectOne(descriptor, false, &noTime);
+    if (ready == 0) return 0;
+    // A third of what a writable socket may hold is free. With what the system notes beside it, a
+    // put buffer takes less than 8 KiB of that, on ways of small segments too.
+    constexpr int takenBySend = 8192;
+    int mayHold = 0;
+    socklen_t length = sizeof mayHold;
+    getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &mayHold, &length);
+    return std::max(1, mayHold / 3 / takenBySend);
+}
+
+}  // namespace
+
 int socketbuf::sync() { return send_output(true) ? 0 : -1; }
 
 socketbuf::int_type socketbuf::overflow(int_type c) {
@@ -304,10 +328,13 @@ bool socketbuf::send_output(bool /*unused*/) {
 /// would be a short one, time and again on a slow way: so one without room is not begun, and
 /// counts as one that would block.
 ssize_t socketbuf::sendWithRoom(std::size_t length) {
-    timeval noTime = {};
-    if (timeoutActive_ && selectOne(descriptor_, false, &noTime) == 0) {
-        errno = EAGAIN;
-        return -1;
+    if (timeoutActive_) {
+        if (sendsWithRoom_ == 0) sendsWithRoom_ = findRoom(descriptor_);
+        if (sendsWithRoom_ == 0) {
+            errno = EAGAIN;
+            return -1;
+        }
+        --sendsWithRoom_;
     }
     return send(descriptor_, pbase(), length, MSG_NOSIGNAL);
 }

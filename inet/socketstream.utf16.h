@@ -93,6 +93,7 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     int descriptor_ = -1;
     bool timeoutActive_ = false;
     double timeout_ = 0;
+    int sendsWithRoom_ = 0;  // so many more of them cannot be short ones
     std::unique_ptr<char[]> getBuffer_;
     std::unique_ptr<char[]> putBuffer_;
 };

@@ -12,6 +12,7 @@
 using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -189,6 +190,59 @@ TEST(SocketWrite, toAPeerThatDoesNotReadTimesOut) {
     } while (taken == 1024 && written < 1'000'000'000);
     EXPECT_LT(written, 1'000'000'000);
     EXPECT_THAT(socketReports(reports), ElementsAre("select timed out"));
+}
+
+/// What a socket whose system buffer is about this large reports when it is written to and nobody
+/// reads.
+std::vector<std::string> reportsOfFilling(int systemBuffer) {
+    SystemCalls calls;
+    calls.setsockopt = [&](int descriptor, int level, int option, const void* on, socklen_t size) {
+        real::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &systemBuffer, sizeof systemBuffer);
+        return real::setsockopt(descriptor, level, option, on, size);
+    };
+    UnreadConnection connection;
+    const CapturedReports reports;
+    connection.buffer.setTimeout(0.02);
+    const std::string block = counting(1024);
+    for (int i = 0; i < 100'000; ++i)
+        if (connection.buffer.sputn(block.data(), 1024) < 1024) break;
+    return socketReports(reports);
+}
+
+TEST(SocketWrite, isNeverCutShortWhateverTheSystemsBufferHolds) {
+    for (const int systemBuffer : {1, 5'000, 16'384, 30'000, 87'040, 200'000, 1'000'000})
+        EXPECT_THAT(reportsOfFilling(systemBuffer), ElementsAre("select timed out"))
+            << systemBuffer;
+}
+
+TEST(SocketWrite, looksForRoomLessOftenThanItSendsWhereThereIsMuch) {
+    ScriptedSend scripted({});
+    int looks = 0;
+    scripted.calls.select = [&](int, fd_set*, fd_set* write, fd_set*, timeval*) {
+        if (write) ++looks;
+        return 1;
+    };
+    scripted.buffer.setTimeout(60);
+    scripted.write(counting(std::size_t{1024} * 200));
+    scripted.buffer.pubsync();
+    EXPECT_THAT(scripted.sent, SizeIs(200));
+    EXPECT_GE(looks, 1);
+    EXPECT_LE(looks, 100);
+}
+
+TEST(SocketWrite, looksForRoomAgainAfterBlockingSends) {
+    ScriptedSend scripted({});
+    std::vector<std::size_t> looks;  // how many sends were made before each
+    scripted.calls.select = [&](int, fd_set*, fd_set*, fd_set*, timeval*) {
+        looks.push_back(scripted.sent.size());
+        return 1;
+    };
+    for (const double timeout : {60.0, 0.0, 60.0}) {
+        scripted.buffer.setTimeout(timeout);
+        scripted.write("x");
+        scripted.buffer.pubsync();
+    }
+    EXPECT_THAT(looks, ElementsAre(0U, 2U));
 }
 
 TEST(SocketWrite, ofMoreThanTheSystemBuffersArrivesWhole) {
