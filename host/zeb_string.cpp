@@ -26,8 +26,9 @@ void appendUnits(Units& units, const unsigned short* text, std::size_t count) {
 }
 
 void appendUnits(Units& units, const char16_t* text, std::size_t count) {
-    checkedLength(units.size() + checkedLength(count));
-    units.append(text, text + count);
+    const std::size_t before = units.size();
+    units.resize(checkedLength(before + checkedLength(count)));
+    std::copy_n(text, count, units.begin() + static_cast<std::ptrdiff_t>(before));
 }
 
 template <typename Unit>
@@ -155,6 +156,7 @@ void Zeb_String::Make_Empty() { units_.clear(); }
 int Zeb_String::CompareNoCase(const Zeb_String& text) const {
     const std::size_t common = std::min(units_.size(), text.units_.size());
     for (std::size_t i = 0; i < common; ++i) {
+        if (units_[i] == text.units_[i]) continue;
         const int difference = foldCase(units_[i]) - foldCase(text.units_[i]);
         if (difference != 0) return difference;
     }
