@@ -2,17 +2,27 @@
 // Conversion between wide text and octets.
 //
 // US-ASCII, UTF-8 and ISO-8859-1 are converted here, directly; every other charset by ICU. Each
-// direct path walks the text one code point at a time and notes what had no form; AdCharsetCodec
-// chooses the path and applies the mode.
+// path notes whether everything had a form; AdCharsetCodec chooses the path and applies the mode.
+//
+// What ICU takes long for is kept until the library goes: converters that are open, and what it
+// told about a name. Neither grows without bound, and neither waits for another thread.
 #include "host/adcharset.h"
 
+#include <unicode/char16ptr.h>
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <climits>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <string_view>
 #include <utility>
 
+#include "host/exceptions.h"
 #include "host/utf8.h"
 
 namespace {
@@ -34,20 +44,14 @@ constexpr char substitute = '?';
 // ---- octets to wide; each returns whether the octets were well-formed ----
 
 bool widenUtf8(Octets octets, Units& out) {
-    bool isValid = true;
-    while (octets.length > 0) {
-        const utf::Step step = utf::decodeUtf8(octets.data, octets.length);
-        isValid = isValid && step.isValid;
-        utf::appendUtf16(out, step.codePoint);
-        octets.data += step.length;
-        octets.length -= step.length;
-    }
-    return isValid;
+    return utf::appendUtf16(out, octets.data, octets.length);
 }
 
 void widenLatin1(Octets octets, Units& out) {
+    out.resize(octets.length);
+    unsigned short* const units = out.data();
     for (std::size_t i = 0; i < octets.length; ++i)
-        out += static_cast<unsigned char>(octets.data[i]);
+        units[i] = static_cast<unsigned char>(octets.data[i]);
 }
 
 /// windows-1252; its five undefined octets become the C1 controls of the same number.
@@ -56,30 +60,16 @@ void widenWindows1252(Octets octets, Units& out) {
         u"\u20AC\u0081\u201A\u0192\u201E\u2026\u2020\u2021\u02C6\u2030\u0160\u2039\u0152\u008D"
         u"\u017D\u008F\u0090\u2018\u2019\u201C\u201D\u2022\u2013\u2014\u02DC\u2122\u0161\u203A"
         u"\u0153\u009D\u017E\u0178";
-    for (std::size_t i = 0; i < octets.length; ++i) {
-        const auto octet = static_cast<unsigned char>(octets.data[i]);
-        out += octet >= 0x80 && octet < 0xA0 ? static_cast<unsigned short>(c1[octet - 0x80])
-                                             : static_cast<unsigned short>(octet);
-    }
-}
-
-bool isAscii(Octets octets) {
-    for (std::size_t i = 0; i < octets.length; ++i)
-        if (static_cast<unsigned char>(octets.data[i]) >= 0x80) return false;
-    return true;
+    widenLatin1(octets, out);
+    for (unsigned short& unit : out)
+        if (unit >= 0x80 && unit < 0xA0) unit = static_cast<unsigned short>(c1[unit - 0x80]);
 }
 
 /// Octets of 0x80 and above are no US-ASCII; they are read as a reader would guess.
 bool widenAscii(Octets octets, Units& out) {
-    if (isAscii(octets)) {
-        widenLatin1(octets, out);
-        return true;
-    }
-    if (!widenUtf8(octets, out)) {
-        out.clear();
-        widenWindows1252(octets, out);
-    }
-    return false;
+    const bool isUtf8 = widenUtf8(octets, out);
+    if (!isUtf8) widenWindows1252(octets, out);
+    return isUtf8 && out.size() == octets.length;  // a unit for each octet: all were ASCII
 }
 
 // ---- wide to octets; each returns whether everything had a form ----
@@ -87,27 +77,29 @@ bool widenAscii(Octets octets, Units& out) {
 /// Substitutes for a character that is `limit` or above.
 bool narrowBelow(char32_t limit, UnitSpan units, std::string& out) {
     bool isExact = true;
+    out.resize(units.length);  // no octet takes less than a unit
+    char* to = out.data();
     while (units.length > 0) {
-        const utf::Step step = utf::decodeUtf16(units.data, units.length);
-        const bool hasForm = step.codePoint < limit;
-        isExact = isExact && hasForm;
-        out += hasForm ? static_cast<char>(step.codePoint) : substitute;
-        units.data += step.length;
-        units.length -= step.length;
+        std::size_t taken = 0;
+        if (units.data[0] < 0x80) {
+            taken = utf::copyAscii(units.data, units.length, to);
+            to += taken;
+        } else {
+            const utf::Step step = utf::decodeUtf16(units.data, units.length);
+            const bool hasForm = step.codePoint < limit;
+            isExact = isExact && hasForm;
+            *to++ = hasForm ? static_cast<char>(step.codePoint) : substitute;
+            taken = step.length;
+        }
+        units.data += taken;
+        units.length -= taken;
     }
+    out.resize(static_cast<std::size_t>(to - out.data()));
     return isExact;
 }
 
 bool narrowUtf8(UnitSpan units, std::string& out) {
-    bool isExact = true;
-    while (units.length > 0) {
-        const utf::Step step = utf::decodeUtf16(units.data, units.length);
-        isExact = isExact && step.isValid;
-        utf::appendUtf8(out, step.isValid ? step.codePoint : utf::replacement);
-        units.data += step.length;
-        units.length -= step.length;
-    }
-    return isExact;
+    return utf::appendUtf8(out, units.data, units.length);
 }
 
 // ---- ICU ----
@@ -122,12 +114,6 @@ struct CloseConverter {
     void operator()(UConverter* converter) const { ucnv_close(converter); }
 };
 using Converter = std::unique_ptr<UConverter, CloseConverter>;
-
-Converter openConverter(const std::string& name) {
-    UErrorCode status = U_ZERO_ERROR;
-    Converter converter(ucnv_open(name.c_str(), &status));
-    return hasSucceeded(status) ? std::move(converter) : nullptr;
-}
 
 bool isFault(UConverterCallbackReason reason) { return reason <= UCNV_IRREGULAR; }
 
@@ -165,56 +151,133 @@ void chooseSubstitute(UConverter* converter, UErrorCode& status) {
         ucnv_setSubstChars(converter, octets, length, &status);
 }
 
-/// Runs `step` with one block of room after the other until it needs no more; `step` fills the
-/// block, returns how much of it, and leaves U_BUFFER_OVERFLOW_ERROR when there is more to come.
-template <typename Unit, typename Text, typename Step>
-bool convertInBlocks(Text& out, Step step) {
-    auto block = std::make_unique<Unit[]>(4096);
+/// An open converter.
+struct OpenConverter {
+    const char* name = nullptr;  // ICU's own text, one for each charset
+    bool hasSubstitute = false;
+    Converter converter;
+};
+
+OpenConverter openConverter(const char* name) {
     UErrorCode status = U_ZERO_ERROR;
+    Converter converter(ucnv_open(name, &status));
+    if (!hasSucceeded(status)) converter.reset();
+    return {name, false, std::move(converter)};
+}
+
+/// Converters that nobody uses. A pool that another thread is at is passed by, so that nobody
+/// waits for it, not even in the child of a process that was at it when it forked.
+class ConverterPool {
+  public:
+    OpenConverter take(const char* name) {
+        if (const std::unique_lock lock(mutex_, std::try_to_lock); lock) {
+            const auto found = std::find_if(idle_.begin(), idle_.end(),
+                                            [&](const auto& idle) { return idle.name == name; });
+            if (found != idle_.end()) return std::exchange(*found, {});
+        }
+        return openConverter(name);
+    }
+
+    void giveBack(OpenConverter converter) {
+        const std::unique_lock lock(mutex_, std::try_to_lock);
+        if (!lock) return;
+        const auto isFree = [](const auto& idle) { return idle.name == nullptr; };
+        const auto free = std::find_if(idle_.begin(), idle_.end(), isFree);
+        if (free != idle_.end()) {
+            *free = std::move(converter);
+            return;
+        }
+        idle_[oldest_] = std::move(converter);
+        oldest_ = (oldest_ + 1) % idle_.size();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::array<OpenConverter, 16> idle_;
+    std::size_t oldest_ = 0;
+};
+
+constinit ConverterPool converterPool;
+
+/// A converter for one conversion.
+class BorrowedConverter {
+  public:
+    explicit BorrowedConverter(const char* name) : borrowed_(converterPool.take(name)) {
+        if (*this) ucnv_reset(get());
+    }
+    ~BorrowedConverter() {
+        if (*this) converterPool.giveBack(std::move(borrowed_));
+    }
+    BorrowedConverter(const BorrowedConverter&) = delete;
+    BorrowedConverter& operator=(const BorrowedConverter&) = delete;
+
+    explicit operator bool() const { return borrowed_.converter != nullptr; }
+    UConverter* get() const { return borrowed_.converter.get(); }
+
+    void chooseSubstitute() {
+        if (borrowed_.hasSubstitute) return;
+        UErrorCode status = U_ZERO_ERROR;
+        ::chooseSubstitute(get(), status);
+        borrowed_.hasSubstitute = hasSucceeded(status);
+    }
+
+  private:
+    OpenConverter borrowed_;
+};
+
+/// Runs `step` with room for `expected` units of the text, and with more until it needs no more;
+/// `step` fills the room, returns how much of it, and leaves U_BUFFER_OVERFLOW_ERROR when there is
+/// more to come.
+template <typename Text, typename Step>
+bool convertInto(Text& out, std::size_t expected, Step step) {
+    UErrorCode status = U_ZERO_ERROR;
+    std::size_t used = 0;
     do {
         status = U_ZERO_ERROR;
-        const std::size_t filled = step(block.get(), block.get() + 4096, status);
-        out.append(block.get(), block.get() + filled);
+        out.resize(used + expected);
+        used += step(out.data() + used, out.data() + out.size(), status);
+        expected = used + 16;
     } while (status == U_BUFFER_OVERFLOW_ERROR);
+    out.resize(used);
     return hasSucceeded(status);
 }
 
-bool widenIcu(const std::string& name, Octets octets, Units& out) {
-    const Converter converter = openConverter(name);
+bool widenIcu(const char* name, Octets octets, Units& out) {
+    const BorrowedConverter converter(name);
     if (!converter) return false;
     bool isValid = true;
     UErrorCode status = U_ZERO_ERROR;
     ucnv_setToUCallBack(converter.get(), replaceMalformed, &isValid, nullptr, nullptr, &status);
     const char* source = octets.data;
     const char* const end = octets.data + octets.length;
-    const bool isDone =
-        convertInBlocks<UChar>(out, [&](UChar* block, UChar* limit, UErrorCode& error) {
-            UChar* target = block;
-            ucnv_toUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
-                           &error);
-            return static_cast<std::size_t>(target - block);
-        });
-    return isDone && isValid;
+    const auto fill = [&](unsigned short* room, unsigned short* limit, UErrorCode& error) {
+        const icu::Char16Ptr first(room);
+        UChar* target = first;
+        ucnv_toUnicode(converter.get(), &target, icu::Char16Ptr(limit), &source, end, nullptr,
+                       /*flush=*/true, &error);
+        return static_cast<std::size_t>(target - first);
+    };
+    // An octet makes one unit at most, in nearly all charsets.
+    return convertInto(out, octets.length, fill) && isValid;
 }
 
-bool narrowIcu(const std::string& name, UnitSpan units, std::string& out) {
-    const Converter converter = openConverter(name);
+bool narrowIcu(const char* name, UnitSpan units, std::string& out) {
+    BorrowedConverter converter(name);
     if (!converter) return false;
+    converter.chooseSubstitute();
     bool isExact = true;
     UErrorCode status = U_ZERO_ERROR;
     ucnv_setFromUCallBack(converter.get(), replaceUnmappable, &isExact, nullptr, nullptr, &status);
-    chooseSubstitute(converter.get(), status);
-    const std::u16string text(units.data, units.data + units.length);
-    const UChar* source = text.data();
-    const UChar* const end = source + text.size();
-    const bool isDone =
-        convertInBlocks<char>(out, [&](char* block, char* limit, UErrorCode& error) {
-            char* target = block;
-            ucnv_fromUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
-                             &error);
-            return static_cast<std::size_t>(target - block);
-        });
-    return isDone && isExact;
+    const icu::ConstChar16Ptr first(units.data);
+    const UChar* source = first;
+    const UChar* const end = source + units.length;
+    const auto fill = [&](char* room, char* limit, UErrorCode& error) {
+        char* target = room;
+        ucnv_fromUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
+                         &error);
+        return static_cast<std::size_t>(target - room);
+    };
+    return convertInto(out, units.length, fill) && isExact;
 }
 
 // ---- names ----
@@ -235,9 +298,9 @@ Zeb_String fromAscii(const char* text) {
     return Zeb_String::FromUnits(units.data(), units.size());
 }
 
-const char* standardName(const std::string& name, const char* standard) {
+const char* standardName(const char* name, const char* standard) {
     UErrorCode status = U_ZERO_ERROR;
-    const char* found = ucnv_getStandardName(name.c_str(), standard, &status);
+    const char* found = ucnv_getStandardName(name, standard, &status);
     return hasSucceeded(status) ? found : nullptr;
 }
 
@@ -247,22 +310,80 @@ const char* canonicalName(const std::string& name) {
     return hasSucceeded(status) ? found : nullptr;
 }
 
-/// The name to put into a MIME header: MIME's own preference, else the registered one, else the
-/// one that was asked for.
-Zeb_String preferredName(const std::string& name, const Zeb_String& asked) {
-    if (const char* mime = standardName(name, "MIME")) return fromAscii(mime);
-    if (const char* registered = standardName(name, "IANA")) return fromAscii(registered);
-    return asked;
+/// The name to put into a MIME header: MIME's own preference, else the registered one, else null.
+const char* preferredName(const char* name) {
+    const char* const mime = standardName(name, "MIME");
+    return mime ? mime : standardName(name, "IANA");
 }
+
+/// Charsets by the names that were asked for. What is not found here, ICU is asked for.
+class KnownCharsets {
+  public:
+    constexpr KnownCharsets() = default;
+    ~KnownCharsets() {
+        for (const auto& place : places_) delete place.load();
+    }
+    KnownCharsets(const KnownCharsets&) = delete;
+    KnownCharsets& operator=(const KnownCharsets&) = delete;
+
+    /// Null when it is not known.
+    const AdCharset* find(const Zeb_String& name) const {
+        const Entry* const entry = placeOf(name).load(std::memory_order_acquire);
+        return entry && entry->name.CompareNoCase(name) == 0 ? &entry->charset : nullptr;
+    }
+
+    /// A name whose place is taken is not kept.
+    void add(const Zeb_String& name, const AdCharset& charset) {
+        auto entry = std::make_unique<const Entry>(Entry{name, charset});
+        const Entry* nobody = nullptr;
+        if (placeOf(name).compare_exchange_strong(nobody, entry.get())) entry.release();
+    }
+
+  private:
+    struct Entry {
+        Zeb_String name;
+        AdCharset charset;
+    };
+
+    static std::size_t hash(const Zeb_String& name) {
+        std::size_t hash = 0;
+        const unsigned short* const units = name.GetBuffer();
+        for (int i = 0; i < name.GetLength(); ++i)
+            hash = hash * 31 + (units[i] | 0x20U);  // no difference between a letter's cases
+        return hash;
+    }
+
+    std::atomic<const Entry*>& placeOf(const Zeb_String& name) {
+        return places_[hash(name) % places_.size()];
+    }
+    const std::atomic<const Entry*>& placeOf(const Zeb_String& name) const {
+        return places_[hash(name) % places_.size()];
+    }
+
+    std::array<std::atomic<const Entry*>, 509> places_{};
+};
+
+constinit KnownCharsets knownCharsets;
 
 }  // namespace
 
 /// What the conversions of all classes below come down to.
 class AdCharsetCodec {
   public:
+    static AdCharset named(const Zeb_String& name) {
+        if (const AdCharset* known = knownCharsets.find(name)) return *known;
+        const std::string lookup = lookupName(name);
+        const char* const canonical = lookup.empty() ? nullptr : canonicalName(lookup);
+        if (!canonical) return {AdCharset::Kind::Unknown, name};
+        const char* const mimeName = preferredName(canonical);
+        AdCharset charset(kindOf(canonical), mimeName ? fromAscii(mimeName) : name);
+        if (charset.kind_ == AdCharset::Kind::Icu) charset.icuName_ = canonical;
+        if (mimeName) knownCharsets.add(name, charset);
+        return charset;
+    }
+
     /// True when the octets were well-formed; `out` is filled in any case.
     static bool widen(const AdCharset& charset, Octets octets, Units& out) {
-        out.reserve(octets.length);  // an octet makes one unit at most, in nearly all charsets
         switch (charset.kind_) {
             case AdCharset::Kind::Ascii:
                 return widenAscii(octets, out);
@@ -297,27 +418,28 @@ class AdCharsetCodec {
         }
         return false;
     }
+
+    /// The units as a text, without a copy unless much room would be left over.
+    static Zeb_String textOf(Units&& units) {
+        if (units.size() > INT_MAX) throw Zeb_Range_Error("text longer than an int can count");
+        if (units.size() < units.capacity() / 2) units.shrink_to_fit();
+        Zeb_String text;
+        text.units_ = std::move(units);
+        return text;
+    }
+
+  private:
+    static AdCharset::Kind kindOf(std::string_view canonicalName) {
+        if (canonicalName == "US-ASCII") return AdCharset::Kind::Ascii;
+        if (canonicalName == "UTF-8") return AdCharset::Kind::Utf8;
+        if (canonicalName == "ISO-8859-1") return AdCharset::Kind::Latin1;
+        return AdCharset::Kind::Icu;
+    }
 };
 
 AdCharset::AdCharset() : AdCharset(getDefaultCharset()) {}
 
-AdCharset::AdCharset(const Zeb_String& name) : kind_(Kind::Unknown), mimeName_(name) {
-    const std::string lookup = lookupName(name);
-    const char* canonical = lookup.empty() ? nullptr : canonicalName(lookup);
-    if (!canonical) return;
-    const std::string known = canonical;
-    mimeName_ = preferredName(known, name);
-    if (known == "US-ASCII") {
-        kind_ = Kind::Ascii;
-    } else if (known == "UTF-8") {
-        kind_ = Kind::Utf8;
-    } else if (known == "ISO-8859-1") {
-        kind_ = Kind::Latin1;
-    } else {
-        kind_ = Kind::Icu;
-        icuName_ = known;
-    }
-}
+AdCharset::AdCharset(const Zeb_String& name) : AdCharset(AdCharsetCodec::named(name)) {}
 
 const AdCharset& AdCharset::getASCIICharset() {
     static const AdCharset charset(Kind::Ascii, u"US-ASCII");
@@ -354,7 +476,7 @@ bool AdMbcsString::cvtToTchar(const AdCharset& charset, const char* bytes, std::
                               Zeb_String& out, AdCharset::converter_t mode) {
     Units units;
     const bool isValid = AdCharsetCodec::widen(charset, {bytes, length}, units);
-    out = Zeb_String::FromUnits(units.data(), units.size());
+    out = AdCharsetCodec::textOf(std::move(units));
     return charset.isKnown() && (isValid || mode != 0);
 }
 

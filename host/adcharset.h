@@ -46,7 +46,7 @@ class VTHOST_API AdCharset {
 
     Kind kind_;
     Zeb_String mimeName_;
-    std::string icuName_;  // for ucnv_open; empty unless the kind is Icu
+    const char* icuName_ = nullptr;  // ICU's own text; null unless the kind is Icu
 };
 
 /// 8-bit text, and the conversions to and from it.

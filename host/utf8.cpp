@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/utf8.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
 namespace utf {
 
 namespace {
@@ -10,13 +16,13 @@ constexpr Step malformed(std::size_t length) { return {replacement, length, fals
 /// What a lead octet promises. The first continuation octet has bounds of its own, which shut out
 /// overlong forms, surrogates and code points beyond U+10FFFF.
 struct Lead {
-    std::size_t length;  // 0: no lead octet
-    char32_t bits;
+    unsigned char length = 0;  // 0: no lead octet
+    char32_t bits = 0;
     unsigned char low = 0x80;
     unsigned char high = 0xBF;
 };
 
-Lead classify(unsigned char octet) {
+constexpr Lead classify(unsigned char octet) {
     const auto bits = [octet](int mask) { return static_cast<char32_t>(octet & mask); };
     if (octet < 0x80) return {1, octet};
     if (octet < 0xC2 || octet > 0xF4) return {0, 0};
@@ -29,6 +35,27 @@ Lead classify(unsigned char octet) {
     return {4, bits(0x07)};
 }
 
+constexpr auto leads = [] {
+    std::array<Lead, 256> all{};
+    for (std::size_t octet = 0; octet < all.size(); ++octet)
+        all[octet] = classify(static_cast<unsigned char>(octet));
+    return all;
+}();
+
+Step decode(const char* octets, std::size_t length) {
+    const Lead& lead = leads[static_cast<unsigned char>(octets[0])];
+    if (lead.length == 0) return malformed(1);
+    if (lead.length == 1) return {lead.bits, 1, true};
+    const auto octet = [&](std::size_t i) { return static_cast<unsigned char>(octets[i]); };
+    if (length < 2 || octet(1) < lead.low || octet(1) > lead.high) return malformed(1);
+    char32_t codePoint = lead.bits << 6 | (octet(1) & 0x3FU);
+    for (std::size_t i = 2; i < lead.length; ++i) {
+        if (i == length || (octet(i) & 0xC0) != 0x80) return malformed(i);
+        codePoint = codePoint << 6 | (octet(i) & 0x3FU);
+    }
+    return {codePoint, lead.length, true};
+}
+
 }  // namespace
 
 Step decodeUtf16(const unsigned short* units, std::size_t length) {
@@ -39,48 +66,141 @@ Step decodeUtf16(const unsigned short* units, std::size_t length) {
     return {first, 1, false};
 }
 
-Step decodeUtf8(const char* octets, std::size_t length) {
-    Lead lead = classify(static_cast<unsigned char>(octets[0]));
-    if (lead.length == 0) return malformed(1);
-    char32_t codePoint = lead.bits;
-    for (std::size_t i = 1; i < lead.length; ++i) {
-        if (i == length) return malformed(i);
-        const auto octet = static_cast<unsigned char>(octets[i]);
-        if (octet < lead.low || octet > lead.high) return malformed(i);
-        codePoint = codePoint << 6 | (octet & 0x3FU);
-        lead.low = 0x80;
-        lead.high = 0xBF;
-    }
-    return {codePoint, lead.length, true};
+Step decodeUtf8(const char* octets, std::size_t length) { return decode(octets, length); }
+
+namespace {
+
+// Each writes the form of a code point and returns how long it is.
+
+std::size_t putUtf8(char* to, char32_t codePoint) {
+    const auto lead = [&](char32_t mark, int shift) { return mark | codePoint >> shift; };
+    const auto continuation = [&](int shift) { return 0x80 | (codePoint >> shift & 0x3F); };
+    const auto put = [&](auto... octets) {
+        ((*to++ = static_cast<char>(octets)), ...);
+        return sizeof...(octets);
+    };
+    if (codePoint < 0x80) return put(codePoint);
+    if (codePoint < 0x800) return put(lead(0xC0, 6), continuation(0));
+    if (codePoint < 0x10000) return put(lead(0xE0, 12), continuation(6), continuation(0));
+    return put(lead(0xF0, 18), continuation(12), continuation(6), continuation(0));
 }
 
-void appendUtf8(std::string& out, char32_t codePoint) {
-    const auto put = [&out](char32_t octet) { out += static_cast<char>(octet); };
-    const auto putContinuation = [&](int shift) { put(0x80 | (codePoint >> shift & 0x3F)); };
-    if (codePoint < 0x80) {
-        put(codePoint);
-    } else if (codePoint < 0x800) {
-        put(0xC0 | codePoint >> 6);
-        putContinuation(0);
-    } else if (codePoint < 0x10000) {
-        put(0xE0 | codePoint >> 12);
-        putContinuation(6);
-        putContinuation(0);
-    } else {
-        put(0xF0 | codePoint >> 18);
-        putContinuation(12);
-        putContinuation(6);
-        putContinuation(0);
+std::size_t putUtf16(unsigned short* to, char32_t codePoint) {
+    if (codePoint < 0x10000) {
+        to[0] = static_cast<unsigned short>(codePoint);
+        return 1;
     }
+    to[0] = static_cast<unsigned short>(0xD800 + ((codePoint - 0x10000) >> 10));
+    to[1] = static_cast<unsigned short>(0xDC00 + (codePoint & 0x3FF));
+    return 2;
+}
+
+// ASCII is copied in blocks, which compilers make vector instructions of.
+
+constexpr std::size_t blockSize = 16;
+
+template <typename Unit>
+bool isAscii(Unit unit) {
+    return static_cast<std::make_unsigned_t<Unit>>(unit) < 0x80;
+}
+
+std::uint64_t load(const void* from) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return word;
+}
+
+/// Copies a block if it is ASCII.
+bool copyAsciiBlock(const char* octets, unsigned short* to) {
+    if (((load(octets) | load(octets + 8)) & 0x8080808080808080U) != 0) return false;
+    std::array<unsigned char, blockSize> block;
+    std::memcpy(block.data(), octets, sizeof block);
+    for (std::size_t i = 0; i < blockSize; ++i) to[i] = block[i];
+    return true;
+}
+
+bool copyAsciiBlock(const unsigned short* units, char* to) {
+    const std::uint64_t all = load(units) | load(units + 4) | load(units + 8) | load(units + 12);
+    if ((all & 0xFF80FF80FF80FF80U) != 0) return false;
+    std::array<unsigned short, blockSize> block;
+    std::memcpy(block.data(), units, sizeof block);
+    for (std::size_t i = 0; i < blockSize; ++i) to[i] = static_cast<char>(block[i]);
+    return true;
+}
+
+template <typename From, typename To>
+std::size_t copyAsciiFront(const From* text, std::size_t length, To* to) {
+    std::size_t done = 0;
+    while (length - done >= blockSize && copyAsciiBlock(text + done, to + done)) done += blockSize;
+    for (; done < length && isAscii(text[done]); ++done) to[done] = static_cast<To>(text[done]);
+    return done;
+}
+
+}  // namespace
+
+void appendUtf8(std::string& out, char32_t codePoint) {
+    char octets[4];
+    out.append(octets, putUtf8(octets, codePoint));
 }
 
 void appendUtf16(std::basic_string<unsigned short>& out, char32_t codePoint) {
-    if (codePoint < 0x10000) {
-        out += static_cast<unsigned short>(codePoint);
-        return;
+    unsigned short units[2];
+    out.append(units, putUtf16(units, codePoint));
+}
+
+std::size_t copyAscii(const unsigned short* units, std::size_t length, char* to) {
+    return copyAsciiFront(units, length, to);
+}
+
+bool appendUtf8(std::string& out, const unsigned short* units, std::size_t length) {
+    constexpr std::size_t longestForm = 4;
+    std::array<char, 1024 + longestForm> block;
+    if (length > block.size()) out.reserve(out.size() + length);
+    bool isValid = true;
+    while (length > 0) {
+        std::size_t used = 0;
+        while (length > 0 && used < block.size() - longestForm) {
+            const std::size_t room = block.size() - longestForm - used;
+            char* const to = block.data() + used;
+            std::size_t taken = 0;
+            if (isAscii(*units)) {
+                taken = copyAsciiFront(units, std::min(length, room), to);
+                used += taken;
+            } else {
+                const Step step = decodeUtf16(units, length);
+                isValid = isValid && step.isValid;
+                used += putUtf8(to, step.isValid ? step.codePoint : replacement);
+                taken = step.length;
+            }
+            units += taken;
+            length -= taken;
+        }
+        out.append(block.data(), used);
     }
-    out += static_cast<unsigned short>(0xD800 + ((codePoint - 0x10000) >> 10));
-    out += static_cast<unsigned short>(0xDC00 + (codePoint & 0x3FF));
+    return isValid;
+}
+
+bool appendUtf16(std::basic_string<unsigned short>& out, const char* octets, std::size_t length) {
+    const std::size_t before = out.size();
+    out.resize(before + length);  // no unit takes less than an octet
+    unsigned short* to = out.data() + before;
+    bool isValid = true;
+    while (length > 0) {
+        std::size_t taken = 0;
+        if (isAscii(*octets)) {
+            taken = copyAsciiFront(octets, length, to);
+            to += taken;
+        } else {
+            const Step step = decode(octets, length);
+            isValid = isValid && step.isValid;
+            to += putUtf16(to, step.codePoint);
+            taken = step.length;
+        }
+        octets += taken;
+        length -= taken;
+    }
+    out.resize(static_cast<std::size_t>(to - out.data()));
+    return isValid;
 }
 
 }  // namespace utf

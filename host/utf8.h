@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// UTF-8 and UTF-16, one code point at a time. Internal to the host services.
+// UTF-8 and UTF-16, one code point at a time and whole texts. Internal to the host services.
 #pragma once
 
 #include <cstddef>
@@ -29,5 +29,15 @@ Step decodeUtf8(const char* octets, std::size_t length);
 
 void appendUtf8(std::string& out, char32_t codePoint);
 void appendUtf16(std::basic_string<unsigned short>& out, char32_t codePoint);
+
+/// Copies what is ASCII at the front of a text to where there is room for all of the text. Returns
+/// how long that is.
+std::size_t copyAscii(const unsigned short* units, std::size_t length, char* to);
+
+/// Appends a whole text. False when a lone surrogate was in it, in whose place is EF BF BD.
+bool appendUtf8(std::string& out, const unsigned short* units, std::size_t length);
+/// Appends a whole text. False when it was malformed: U+FFFD is in the place of each malformed
+/// step.
+bool appendUtf16(std::basic_string<unsigned short>& out, const char* octets, std::size_t length);
 
 }  // namespace utf

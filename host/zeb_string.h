@@ -37,6 +37,8 @@ class VTHOST_API Zeb_Char_Buffer {
     friend VTHOST_API bool operator==(const Zeb_Char_Buffer& a, const char16_t* b);
 
   protected:
+    friend class AdCharsetCodec;  // fills texts without a copy
+
     Zeb_Char_Buffer() = default;
     ~Zeb_Char_Buffer() = default;
     Zeb_Char_Buffer(const Zeb_Char_Buffer&) = default;
