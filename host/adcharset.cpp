@@ -316,7 +316,14 @@ const char* preferredName(const char* name) {
     return mime ? mime : standardName(name, "IANA");
 }
 
-/// Charsets by the names that were asked for. What is not found here, ICU is asked for.
+/// A charset under a name that was asked for.
+struct KnownCharset {
+    Zeb_String name;
+    Zeb_String mimeName;
+    AdCharset charset;
+};
+
+/// What is not found here, ICU is asked for.
 class KnownCharsets {
   public:
     constexpr KnownCharsets() = default;
@@ -328,39 +335,31 @@ class KnownCharsets {
 
     /// Null when it is not known.
     const AdCharset* find(const Zeb_String& name) const {
-        const Entry* const entry = placeOf(name).load(std::memory_order_acquire);
-        return entry && entry->name.CompareNoCase(name) == 0 ? &entry->charset : nullptr;
+        const KnownCharset* const known = places_[placeOf(name)].load(std::memory_order_acquire);
+        return known && known->name.CompareNoCase(name) == 0 ? &known->charset : nullptr;
     }
 
-    /// A name whose place is taken is not kept.
-    void add(const Zeb_String& name, const AdCharset& charset) {
-        auto entry = std::make_unique<const Entry>(Entry{name, charset});
-        const Entry* nobody = nullptr;
-        if (placeOf(name).compare_exchange_strong(nobody, entry.get())) entry.release();
+    /// False, and it is not kept, when the name's place is taken.
+    bool add(std::unique_ptr<const KnownCharset> charset) {
+        const KnownCharset* nobody = nullptr;
+        auto& place = places_[placeOf(charset->name)];
+        if (!place.compare_exchange_strong(nobody, charset.get())) return false;
+        charset.release();  // NOLINT(bugprone-unused-return-value): it is in its place
+        return true;
     }
 
   private:
-    struct Entry {
-        Zeb_String name;
-        AdCharset charset;
-    };
+    static constexpr std::size_t placeCount = 509;
 
-    static std::size_t hash(const Zeb_String& name) {
+    static std::size_t placeOf(const Zeb_String& name) {
         std::size_t hash = 0;
         const unsigned short* const units = name.GetBuffer();
         for (int i = 0; i < name.GetLength(); ++i)
             hash = hash * 31 + (units[i] | 0x20U);  // no difference between a letter's cases
-        return hash;
+        return hash % placeCount;
     }
 
-    std::atomic<const Entry*>& placeOf(const Zeb_String& name) {
-        return places_[hash(name) % places_.size()];
-    }
-    const std::atomic<const Entry*>& placeOf(const Zeb_String& name) const {
-        return places_[hash(name) % places_.size()];
-    }
-
-    std::array<std::atomic<const Entry*>, 509> places_{};
+    std::array<std::atomic<const KnownCharset*>, placeCount> places_{};
 };
 
 constinit KnownCharsets knownCharsets;
@@ -378,8 +377,20 @@ class AdCharsetCodec {
         const char* const mimeName = preferredName(canonical);
         AdCharset charset(kindOf(canonical), mimeName ? fromAscii(mimeName) : name);
         if (charset.kind_ == AdCharset::Kind::Icu) charset.icuName_ = canonical;
-        if (mimeName) knownCharsets.add(name, charset);
-        return charset;
+        return mimeName ? kept(name, charset) : charset;
+    }
+
+    /// The same charset, to be found under `name` from now on. Its copies are cheaper: they need
+    /// not own their MIME name.
+    static AdCharset kept(const Zeb_String& name, const AdCharset& charset) {
+        auto known = std::make_unique<KnownCharset>(
+            KnownCharset{name, charset.getMimeName(), {charset.kind_, Zeb_String()}});
+        known->charset.keptName_ = &known->mimeName;
+        known->charset.icuName_ = charset.icuName_;
+        const AdCharset result = known->charset;
+        if (knownCharsets.add(std::move(known))) return result;
+        const AdCharset* const other = knownCharsets.find(name);
+        return other ? *other : charset;
     }
 
     /// True when the octets were well-formed; `out` is filled in any case.
@@ -442,12 +453,12 @@ AdCharset::AdCharset() : AdCharset(getDefaultCharset()) {}
 AdCharset::AdCharset(const Zeb_String& name) : AdCharset(AdCharsetCodec::named(name)) {}
 
 const AdCharset& AdCharset::getASCIICharset() {
-    static const AdCharset charset(Kind::Ascii, u"US-ASCII");
+    static const AdCharset charset = AdCharsetCodec::kept(u"US-ASCII", {Kind::Ascii, u"US-ASCII"});
     return charset;
 }
 
 const AdCharset& AdCharset::getUTF8Charset() {
-    static const AdCharset charset(Kind::Utf8, u"UTF-8");
+    static const AdCharset charset = AdCharsetCodec::kept(u"UTF-8", {Kind::Utf8, u"UTF-8"});
     return charset;
 }
 

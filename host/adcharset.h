@@ -34,7 +34,7 @@ class VTHOST_API AdCharset {
 
     /// The preferred MIME name (RFC 2045 "charset" parameter); for a name that is not known, the
     /// name as it was given.
-    const Zeb_String& getMimeName() const { return mimeName_; }
+    const Zeb_String& getMimeName() const { return keptName_ ? *keptName_ : ownName_; }
     /// Whether the name that it was built from is known.
     bool isKnown() const { return kind_ != Kind::Unknown; }
 
@@ -42,11 +42,12 @@ class VTHOST_API AdCharset {
     friend class AdCharsetCodec;
     enum class Kind { Ascii, Utf8, Latin1, Icu, Unknown };
 
-    AdCharset(Kind kind, const Zeb_String& mimeName) : kind_(kind), mimeName_(mimeName) {}
+    AdCharset(Kind kind, const Zeb_String& mimeName) : kind_(kind), ownName_(mimeName) {}
 
     Kind kind_;
-    Zeb_String mimeName_;
-    const char* icuName_ = nullptr;  // ICU's own text; null unless the kind is Icu
+    Zeb_String ownName_;                    // empty when there is a kept one
+    const Zeb_String* keptName_ = nullptr;  // not owned; stays until the library goes
+    const char* icuName_ = nullptr;         // ICU's own text; null unless the kind is Icu
 };
 
 /// 8-bit text, and the conversions to and from it.
