@@ -12,13 +12,14 @@
 
 namespace {
 
-std::string octetsOf(const AdCharset& charset, const Zeb_String& text) {
+/// What has no form in the charset is replaced.
+AdMbcsString octetsOf(const AdCharset& charset, const Zeb_String& text) {
     AdMbcsString octets;
     octets.cvtFromTchar(charset, text, 1);
-    return octets.getString();
+    return octets;
 }
 
-std::string utf8Of(const Zeb_String& text) { return octetsOf(AdCharset::getUTF8Charset(), text); }
+AdMbcsString utf8Of(const Zeb_String& text) { return octetsOf(AdCharset::getUTF8Charset(), text); }
 
 /// Empty for a name (it comes from the settings) that does not fit into a header line.
 std::string mimeNameOf(const AdCharset& charset) {
@@ -45,43 +46,84 @@ namespace {
 /// Octets that one encoded word of at most 72 characters carries.
 constexpr std::size_t wordCapacity = 45;
 
-std::string encodedWord(const std::string& charsetName, const std::string& octets) {
-    return "=?" + charsetName + "?B?" + encode2047B(octets) + "?=";
+void appendBase64(std::string& text, const std::string& octets) {
+    static constexpr char alphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const std::size_t before = text.size();
+    text.resize(before + (octets.size() + 2) / 3 * 4, '=');
+    char* to = text.data() + before;
+    const auto bitsOf = [](char octet, int shift) {
+        return static_cast<unsigned>(static_cast<unsigned char>(octet)) << shift;
+    };
+    const auto put = [&](unsigned group, int digits) {
+        for (int i = 0; i < digits; ++i) *to++ = alphabet[group >> (18 - 6 * i) & 0x3F];
+    };
+    const char* from = octets.data();
+    std::size_t left = octets.size();
+    for (; left >= 3; left -= 3, from += 3)
+        put(bitsOf(from[0], 16) | bitsOf(from[1], 8) | bitsOf(from[2], 0), 4);
+    if (left == 2) put(bitsOf(from[0], 16) | bitsOf(from[1], 8), 3);
+    if (left == 1) put(bitsOf(from[0], 16), 2);
+}
+
+void appendEncodedWord(std::string& text, const std::string& charsetName,
+                       const std::string& octets) {
+    text.append("=?").append(charsetName).append("?B?");
+    appendBase64(text, octets);
+    text += "?=";
+}
+
+/// Units of a text, in one piece.
+struct Piece {
+    const unsigned short* units;
+    std::size_t count;
+};
+
+/// Those of a text from `start` on that are there, as Zeb_String::Mid cuts them.
+Piece pieceOf(const Zeb_String& text, int start, int count) {
+    const int first = std::clamp(start, 0, text.GetLength());
+    const int length = std::clamp(count, 0, text.GetLength() - first);
+    return {text.GetBuffer() + first, static_cast<std::size_t>(length)};
+}
+
+bool isSurrogate(unsigned short unit, unsigned short first) { return (unit & 0xFC00) == first; }
+
+/// In UTF-8, as it is counted without being converted; a lone surrogate is three octets.
+std::size_t octetCount(const Piece& piece) {
+    std::size_t octets = 0;
+    for (std::size_t i = 0; i < piece.count; ++i) {
+        const unsigned short unit = piece.units[i];
+        octets += 1U + (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
+        const bool isPair =
+            i > 0 && isSurrogate(piece.units[i - 1], 0xD800) && isSurrogate(unit, 0xDC00);
+        if (isPair) octets -= 2;
+    }
+    return octets;
 }
 
 }  // namespace
 
 std::string encode2047B(const std::string& octets) {
-    static constexpr char alphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
-    text.reserve((octets.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < octets.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(octets.size() - i, 3);
-        unsigned group = 0;
-        for (std::size_t j = 0; j < 3; ++j)
-            group = group << 8 | (j < count ? static_cast<unsigned char>(octets[i + j]) : 0U);
-        for (std::size_t j = 0; j < 4; ++j)
-            text += j <= count ? alphabet[group >> (18 - 6 * j) & 0x3F] : '=';
-    }
+    appendBase64(text, octets);
     return text;
 }
 
 void bi_len(int* lo, int* hi, const Zeb_String& text, std::string& chunk) {
+    AdMbcsString octets;
     while (*lo < *hi) {
         const int mid = *lo + (*hi - *lo) / 2;
-        const int count = std::min(mid - *lo + 1, text.GetLength() - *lo);
-        // A unit is at least one octet of UTF-8: so much is known before any is converted.
-        const bool mayFit =
-            count <= 0 || chunk.size() + static_cast<std::size_t>(count) <= wordCapacity;
-        const std::string piece = mayFit ? utf8Of(text.Mid(*lo, mid - *lo + 1)) : std::string();
-        if (mayFit && chunk.size() + piece.size() <= wordCapacity) {
-            chunk += piece;
-            *lo = mid + 1;
-            if (chunk.size() == wordCapacity) return;
-        } else {
+        const Piece piece = pieceOf(text, *lo, mid - *lo + 1);
+        // A unit is at least one octet of UTF-8: so much is known before any is looked at.
+        if (chunk.size() + piece.count > wordCapacity ||
+            chunk.size() + octetCount(piece) > wordCapacity) {
             *hi = mid;
+            continue;
         }
+        octets.cvtFromUTF16(AdCharset::getUTF8Charset(), piece.units, piece.count, 1);
+        chunk += octets.getString();
+        *lo = mid + 1;
+        if (chunk.size() == wordCapacity) return;
     }
 }
 
@@ -102,29 +144,39 @@ std::string unfolded(const std::string& octets) {
     return line;
 }
 
-/// The encoded words of a text that is too long for one, on a line each. The last unit is a word
-/// of its own; kept.
-std::string encodedWords(const Zeb_String& text) {
-    std::string words;
+/// Appends the encoded words of a text that is too long for one, on a line each. The last unit is
+/// a word of its own; kept.
+void appendEncodedWords(std::string& out, const Zeb_String& text) {
     const int last = text.GetLength() - 1;
     int lo = 0;
+    std::string chunk;
+    out.reserve(out.size() + 2 * static_cast<std::size_t>(last));
     while (lo < last) {
-        std::string chunk;
+        chunk.clear();
         int hi = last;
         bi_len(&lo, &hi, text, chunk);
-        words += encodedWord("UTF-8", chunk) + "\r\n ";
+        appendEncodedWord(out, "UTF-8", chunk);
+        out += "\r\n ";
     }
-    return words + encodedWord("UTF-8", utf8Of(text.Mid(last, 1))) + " ";
+    appendEncodedWord(out, "UTF-8", utf8Of(text.Mid(last, 1)).getString());
+    out += ' ';
 }
 
-std::string unstructuredText(const Zeb_String& value) {
-    const std::string line = unfolded(utf8Of(value));
-    Zeb_String text;
-    AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), line.data(), line.size(), text, 1);
-    const std::string octets = utf8Of(text);
-    if (!holdsControl(octets)) return octets;
-    if (octets.size() <= wordCapacity) return encodedWord("UTF-8", octets) + " ";
-    return encodedWords(text);
+void appendUnstructuredText(std::string& out, const Zeb_String& value) {
+    const AdMbcsString octets = utf8Of(value);
+    const bool isFolded = octets.getString().find('\n') != std::string::npos;
+    const std::string unfoldedOctets = isFolded ? unfolded(octets.getString()) : std::string();
+    const std::string& line = isFolded ? unfoldedOctets : octets.getString();
+    if (!holdsControl(line)) {
+        out += line;
+    } else if (line.size() <= wordCapacity) {
+        appendEncodedWord(out, "UTF-8", line);
+        out += ' ';
+    } else {
+        Zeb_String text;
+        AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), line.data(), line.size(), text, 1);
+        appendEncodedWords(out, text);
+    }
 }
 
 }  // namespace
@@ -133,9 +185,13 @@ bool encodeRFC2047Unstructured(const AdCharset& /*charset*/, const Zeb_String& n
                                const Zeb_String& value, std::string& out) {
     std::string nameOctets;
     if (!oneLineOctets(name, nameOctets)) return false;
-    out = nameOctets + ": ";
+    out = nameOctets;
+    out += ": ";
     // Kept: a field without a value has no line end.
-    if (!value.IsEmpty()) out += unstructuredText(value) + "\r\n";
+    if (!value.IsEmpty()) {
+        appendUnstructuredText(out, value);
+        out += "\r\n";
+    }
     return true;
 }
 
@@ -144,13 +200,13 @@ bool encodeRFC2047Unstructured(const AdCharset& /*charset*/, const Zeb_String& n
 namespace {
 
 /// A name as RFC 5322 "quoted-string".
-std::string quoted(const std::string& name) {
-    std::string text = "\"";
+void appendQuoted(std::string& text, const std::string& name) {
+    text += '"';
     for (const char c : name) {
         if (c == '"' || c == '\\') text += '\\';
         text += c;
     }
-    return text + '"';
+    text += '"';
 }
 
 }  // namespace
@@ -161,10 +217,14 @@ bool encodeRecip(const AdCharset& charset, const Zeb_String& address, const Zeb_
     std::string addressOctets;
     if (!oneLineOctets(address, addressOctets)) return false;
     if (!displayName.IsEmpty()) {
-        const std::string name = octetsOf(charset, displayName);
-        out = (holdsControl(name) ? encodedWord(mimeNameOf(charset), name) : quoted(name)) + " ";
+        const AdMbcsString name = octetsOf(charset, displayName);
+        if (holdsControl(name.getString()))
+            appendEncodedWord(out, mimeNameOf(charset), name.getString());
+        else
+            appendQuoted(out, name.getString());
+        out += ' ';
     }
-    out += "<" + addressOctets + ">";
+    out.append("<").append(addressOctets).append(">");
     return true;
 }
 
@@ -268,18 +328,26 @@ std::string withWireLineEnds(const std::string& octets) {
     return lines.append(octets, start);
 }
 
-std::string dateField() {
-    static constexpr const char16_t* months[] = {u"",    u"Jan", u"Feb", u"Mar", u"Apr",
-                                                 u"May", u"Jun", u"Jul", u"Aug", u"Sep",
-                                                 u"Oct", u"Nov", u"Dec"};
+void appendTwoDigits(std::string& text, int number) {
+    text += static_cast<char>('0' + number / 10);
+    text += static_cast<char>('0' + number % 10);
+}
+
+void appendDateField(std::string& text) {
+    static constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     const AdDateTime now = AdDateTime::GetCurrentTime();
-    Zeb_String text;
-    text.Format(u"Date: %d %s %d %02d:%02d:%02d ", now.GetDay(), months[now.GetMonth()],
-                now.GetYear(), now.GetHour(), now.GetMinute(), now.GetSecond());
-    text.Append(now.GetTimezoneOffset()).Append(u"\r\n");
-    std::string octets;
-    asciiOctets(text, octets);
-    return octets;
+    text.append("Date: ").append(std::to_string(now.GetDay())).append(" ");
+    text.append(months[now.GetMonth() - 1]).append(" ");
+    text.append(std::to_string(now.GetYear())).append(" ");
+    appendTwoDigits(text, now.GetHour());
+    text += ':';
+    appendTwoDigits(text, now.GetMinute());
+    text += ':';
+    appendTwoDigits(text, now.GetSecond());
+    std::string zone;
+    asciiOctets(now.GetTimezoneOffset(), zone);
+    text.append(" ").append(zone).append("\r\n");
 }
 
 bool writeAll(std::streambuf& target, const std::string& octets) {
@@ -309,20 +377,23 @@ std::string transferEncodingOf(const std::string& body, bool eightBit) {
 }  // namespace
 
 std::string RFC2822Encoder::headerText(const std::string& transferEncoding) const {
-    std::string text = "Mime-Version: 1.0\r\nX-Mailer: Vantorelle Mailer\r\n" + dateField();
-    text += "Content-Type: text/plain; charset=" + mimeNameOf(charset_) + "\r\n";
-    text += "Content-Transfer-Encoding: " + transferEncoding + "\r\n";
+    std::string text;
+    text.reserve(1024);
+    text = "Mime-Version: 1.0\r\nX-Mailer: Vantorelle Mailer\r\n";
+    appendDateField(text);
+    text.append("Content-Type: text/plain; charset=").append(mimeNameOf(charset_)).append("\r\n");
+    text.append("Content-Transfer-Encoding: ").append(transferEncoding).append("\r\n");
     text += subject_;
-    text += "From: " + sender_ + "\r\n";
+    text.append("From: ").append(sender_).append("\r\n");
     text += handleRecip("To: ", to_);
     text += handleRecip("Cc: ", cc_);
     // The caller decides whether a blind recipient is named; AdMailMsg sets none.
-    if (!bcc_.empty()) text += "Bcc: " + bcc_ + "\r\n";
-    return text + "\r\n";
+    if (!bcc_.empty()) text.append("Bcc: ").append(bcc_).append("\r\n");
+    return text.append("\r\n");
 }
 
 void RFC2822Encoder::getData(bool eightBit, std::ostream& out) const {
-    const std::string body = withWireLineEnds(octetsOf(charset_, body_));
+    const std::string body = withWireLineEnds(octetsOf(charset_, body_).getString());
     const std::string transferEncoding = transferEncodingOf(body, eightBit);
     const std::string header = headerText(transferEncoding);
     out.write(header.data(), static_cast<std::streamsize>(header.size()));
