@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace {
 
 constexpr int endOfFile = std::char_traits<char>::eof();
-constexpr std::size_t blockSize = 1024;
-
-bool isBlank(int octet) { return octet == ' ' || octet == '\t' || octet == '\r'; }
 
 }  // namespace
 
@@ -69,22 +67,26 @@ DecodeGuard::Level::~Level() {
 
 bool DecodeGuard::isAtEntityLimit(std::size_t wanted) {
     const bool hasPlaces = decoders_.size() + wanted <= limits_.entities;
-    if (hasPlaces && wanted * entityCost <= left()) return false;
+    const std::size_t cost = wanted * entityCost;
+    if (hasPlaces && (cost <= leftAtLeast() || cost <= left())) return false;
     if (!isFull_) note(MIMEDefect::Kind::TooManyEntities);
     isFull_ = true;
     return true;
 }
 
 unsigned long long DecodeGuard::left() const {
-    const unsigned long long read = inputs_.empty() ? 0 : inputs_.front()->taken();
     constexpr std::size_t unlimited = SIZE_MAX / 2;
     const unsigned long long allowed =
-        std::min(limits_.overhead, unlimited) + overheadPerOctet * read;
+        std::min(limits_.overhead, unlimited) + overheadPerOctet * reading().taken;
     return allowed - std::min(spent_, allowed);
 }
 
+unsigned long long DecodeGuard::leftAtLeast() const {
+    return limits_.overhead - std::min<unsigned long long>(spent_, limits_.overhead);
+}
+
 bool DecodeGuard::spend(std::size_t octets) {
-    if (octets > left()) return false;
+    if (octets > leftAtLeast() && octets > left()) return false;
     spent_ += octets;
     return true;
 }
@@ -107,15 +109,21 @@ void DecodeGuard::note(MIMEDefect::Kind kind) {
 }
 
 /// What the inner ones hold has been taken from the outer ones, and is still to come.
-unsigned long long DecodeGuard::offset() const {
-    if (inputs_.empty()) return 0;
-    unsigned long long held = 0;
-    for (const BlockSource* input : inputs_) held += input->held();
-    const unsigned long long taken = inputs_.front()->taken();
-    return taken - std::min(held, taken);
+MeteredSource::Meter DecodeGuard::reading() const {
+    MeteredSource::Meter total{0, 0, std::nullopt};
+    for (auto input = inputs_.rbegin(); input != inputs_.rend(); ++input) {
+        const MeteredSource::Meter meter = (*input)->meter(total.below);
+        total = {meter.taken, total.held + meter.held, meter.below};
+    }
+    return total;
 }
 
-DecodeGuard::Input::Input(DecodeGuard* guard, const BlockSource& source) : guard_(guard) {
+unsigned long long DecodeGuard::offset() const {
+    const MeteredSource::Meter meter = reading();
+    return meter.taken - std::min(meter.held, meter.taken);
+}
+
+DecodeGuard::Input::Input(DecodeGuard* guard, const MeteredSource& source) : guard_(guard) {
     if (guard_ != nullptr) guard_->inputs_.push_back(&source);
 }
 
@@ -125,8 +133,8 @@ DecodeGuard::Input::~Input() {
 
 // ==== sources that a guard reads from
 
-BlockSource::BlockSource(std::streambuf* source, std::string* copy)
-    : source_(source), copy_(copy), block_(std::make_unique<char[]>(blockSize)) {}
+BlockSource::BlockSource(std::streambuf* source, std::string&& ahead)
+    : source_(source), ahead_(std::move(ahead)) {}
 
 BlockSource::~BlockSource() = default;
 
@@ -136,59 +144,32 @@ void BlockSource::drain() {
     } while (underflow() != endOfFile);
 }
 
+BlockSource::Meter BlockSource::meter(const std::optional<ReadingPlace>& /*inner*/) const {
+    return {taken_, static_cast<unsigned long long>(egptr() - gptr()), std::nullopt};
+}
+
 BlockSource::int_type BlockSource::underflow() {
     if (isAtEnd_) return endOfFile;
-    const std::streamsize count = source_->sgetn(block_.get(), blockSize);
+    const std::size_t count = readBlock();
     isAtEnd_ = count == 0;
     if (isAtEnd_) return endOfFile;
-    taken_ += static_cast<unsigned long long>(count);
-    if (copy_ != nullptr) copy_->append(block_.get(), static_cast<std::size_t>(count));
-    setg(block_.get(), block_.get(), block_.get() + count);
+    taken_ += count;
     return traits_type::to_int_type(*gptr());
 }
 
-LimitedHeader::LimitedHeader(std::streambuf* source, std::size_t limit)
-    : source_(source), left_(limit) {}
-
-LimitedHeader::~LimitedHeader() = default;
-
-void LimitedHeader::cut() {
-    left_ = 0;
-    wasCut_ = true;
-}
-
-LimitedHeader::int_type LimitedHeader::underflow() {
-    return isOver() ? endOfFile : source_->sgetc();
-}
-
-LimitedHeader::int_type LimitedHeader::uflow() {
-    if (isOver()) return endOfFile;
-    const int_type octet = source_->sbumpc();
-    follow(octet);
-    --left_;
-    return octet;
-}
-
-void LimitedHeader::follow(int_type octet) {
-    if (octet == '\n')
-        lineIsBlank_ = true;
-    else if (!isBlank(octet))
-        lineIsBlank_ = false;
-}
-
-bool LimitedHeader::isOver() {
-    if (left_ > 0) return false;
-    if (!isSkipped_) skipRest();
-    isSkipped_ = true;
-    return true;
-}
-
-/// To the end of the block, its blank line included.
-void LimitedHeader::skipRest() {
-    int_type octet = source_->sbumpc();
-    while (octet != endOfFile && !(octet == '\n' && lineIsBlank_)) {
-        follow(octet);
-        wasCut_ = wasCut_ || !(octet == '\n' || isBlank(octet));
-        octet = source_->sbumpc();
+/// Makes the next block the get area, unless it is empty. Returns its size.
+std::size_t BlockSource::readBlock() {
+    if (taken_ < ahead_.size()) {
+        char* const block = ahead_.data() + taken_;
+        const std::size_t count = std::min<std::size_t>(ahead_.size() - taken_, readBlockSize);
+        setg(block, block, block + count);
+        return count;
     }
+    if (!block_) {
+        block_ = std::make_unique<char[]>(readBlockSize);
+        ahead_ = {};
+    }
+    const std::streamsize count = source_->sgetn(block_.get(), readBlockSize);
+    if (count > 0) setg(block_.get(), block_.get(), block_.get() + count);
+    return static_cast<std::size_t>(count);
 }

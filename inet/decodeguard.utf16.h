@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "inet/api.h"
+#include "inet/messagetext.utf16.h"
 
 /// What a message from a stranger may cost. Time and memory are in proportion to its size within
 /// any limits; these bound what the tree adds to that.
@@ -67,27 +68,26 @@ struct VTINETLIB_API MIMEDefect {
 
 // ==== internal to the library
 
-/// Hands on the octets of a buffer, which it reads in blocks of 1024, up to the first empty one.
-class BlockSource : public std::streambuf {
+/// Hands on the octets of a buffer, which it reads in blocks, up to the first empty one.
+class BlockSource : public MeteredSource {
   public:
-    /// Appends all octets that it reads to `copy`, unless that is null. Neither is owned.
-    BlockSource(std::streambuf* source, std::string* copy);
+    /// `source` is not owned. `ahead` has been read from it already.
+    explicit BlockSource(std::streambuf* source, std::string&& ahead = {});
     ~BlockSource() override;
 
-    /// Octets read so far.
-    unsigned long long taken() const { return taken_; }
-    /// Octets read and not yet handed on.
-    unsigned long long held() const { return static_cast<unsigned long long>(egptr() - gptr()); }
     /// Reads the rest.
     void drain();
+    Meter meter(const std::optional<ReadingPlace>& inner) const override;
 
   protected:
     int_type underflow() override;
 
   private:
+    std::size_t readBlock();
+
     std::streambuf* source_;
-    std::string* copy_;
-    std::unique_ptr<char[]> block_;
+    std::string ahead_;
+    std::unique_ptr<char[]> block_;  // once nothing is ahead
     unsigned long long taken_ = 0;
     bool isAtEnd_ = false;
 };
@@ -126,6 +126,8 @@ class DecodeGuard {
 
     /// Octets of overhead that may be spent now.
     unsigned long long left() const;
+    /// So many there are at the least; quickly known.
+    unsigned long long leftAtLeast() const;
     /// Spends them. False when there are not so many left; nothing is spent then.
     bool spend(std::size_t octets);
 
@@ -146,7 +148,7 @@ class DecodeGuard {
     /// What is read from while it lives; the first one holds the message.
     class Input {
       public:
-        Input(DecodeGuard* guard, const BlockSource& source);
+        Input(DecodeGuard* guard, const MeteredSource& source);
         ~Input();
         Input(const Input&) = delete;
         Input& operator=(const Input&) = delete;
@@ -156,6 +158,7 @@ class DecodeGuard {
     };
 
   private:
+    MeteredSource::Meter reading() const;
     unsigned long long offset() const;
 
     struct Owned {
@@ -170,33 +173,5 @@ class DecodeGuard {
     std::vector<MIMEDefect> defects_;
     std::size_t defectCount_ = 0;
     bool isFull_ = false;
-    std::vector<const BlockSource*> inputs_;
-};
-
-/// One header block of a buffer, cut off at a number of octets. The buffer is read no further than
-/// its reader looks, but when the block is cut off: then to the end of the block.
-class LimitedHeader : public std::streambuf {
-  public:
-    LimitedHeader(std::streambuf* source, std::size_t limit);
-    ~LimitedHeader() override;
-
-    /// Drops the rest of the block.
-    void cut();
-    /// Whether anything was dropped.
-    bool wasCut() const { return wasCut_; }
-
-  protected:
-    int_type underflow() override;
-    int_type uflow() override;
-
-  private:
-    bool isOver();
-    void skipRest();
-    void follow(int_type octet);
-
-    std::streambuf* source_;
-    std::size_t left_;
-    bool lineIsBlank_ = true;  // so far
-    bool isSkipped_ = false;
-    bool wasCut_ = false;
+    std::vector<const MeteredSource*> inputs_;
 };

@@ -3,6 +3,6 @@
 
 GuardedMessage::GuardedMessage(std::istream& in, const MIMELimits& limits)
     : guard_(std::make_unique<DecodeGuard>(limits)),
-      message_(new RFC2822Decoder(HeaderMap(), in, guard_.get())) {}
+      message_(new RFC2822Decoder(in, guard_.get())) {}
 
 GuardedMessage::~GuardedMessage() = default;

@@ -6,12 +6,18 @@
 #include "inet/rfc2822decoder.utf16.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <streambuf>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "inet/decodeguard.utf16.h"
+#include "inet/encodedwords.utf16.h"
+#include "inet/headerblock.utf16.h"
+#include "inet/messagetext.utf16.h"
 #include "inet/wiretext.utf16.h"
 
 namespace {
@@ -22,114 +28,18 @@ constexpr int endOfFile = Traits::eof();
 constexpr std::size_t nowhere = std::string::npos;
 
 constexpr char rfc2822whitespace[] = " \t\r\n";
-constexpr char rfc2822specials[] = "()<>@,;:\\\"[]";
-constexpr char rfc2045specials[] = "()<>@,;:\\\"/[]?=";
-
-/// Octets that are no ASCII are read all the same, as the lenient conversion reads them.
-Zeb_String asciiText(std::string_view octets) {
-    Zeb_String text;
-    AdMbcsString::cvtToTchar(AdCharset::getASCIICharset(), octets.data(), octets.size(), text, 0);
-    return text;
+/// `name` in lower case.
+bool isName(const Zeb_String& text, std::string_view name) {
+    const auto isSame = [](int unit, char letter) {
+        return unit == letter || (letter >= 'a' && letter <= 'z' && unit == letter - 'a' + 'A');
+    };
+    const unsigned short* const units = text.GetBuffer();
+    return std::equal(units, units + text.GetLength(), name.begin(), name.end(), isSame);
 }
-
-/// Kept: text that is declared as GB2312 often holds characters of its superset.
-AdCharset charsetNamed(const Zeb_String& name) {
-    return AdCharset(name == u"GB2312" ? Zeb_String(u"GBK") : name);
-}
-
-bool isName(const Zeb_String& text, const char16_t* name) { return text.CompareNoCase(name) == 0; }
 
 }  // namespace
 
 // ==== encoded words
-
-namespace {
-
-/// Octets that are kept elsewhere, for reading.
-class OctetsSource : public std::streambuf {
-  public:
-    explicit OctetsSource(std::string_view octets) {
-        char* const begin = const_cast<char*>(octets.data());  // never written to
-        setg(begin, begin, begin + octets.size());
-    }
-};
-
-std::string filtered(std::streambuf& filter) {
-    std::string octets;
-    for (int octet = filter.sbumpc(); octet != endOfFile; octet = filter.sbumpc())
-        octets += Traits::to_char_type(octet);
-    return octets;
-}
-
-/// The octets of an encoded text; false when the encoding is none of RFC 2047's.
-bool decodePayload(std::string_view encoding, std::string_view text, std::string& octets) {
-    OctetsSource source(text);
-    if (encoding == "B" || encoding == "b") {
-        base64buf filter(&source, true);
-        octets = filtered(filter);
-    } else if (encoding == "Q" || encoding == "q") {
-        quotedprintablebuf filter(&source, true);
-        octets = filtered(filter);
-    } else {
-        return false;
-    }
-    return true;
-}
-
-void append(Zeb_String&& text, Zeb_String& out) {
-    if (out.IsEmpty())
-        out = std::move(text);
-    else
-        out.Append(text);
-}
-
-/// Decodes the word that begins at `start` and appends it. Returns where it ends; `start` when it
-/// is none, or cannot be decoded.
-std::size_t appendWord(std::string_view text, std::size_t start, Zeb_String& out) {
-    std::size_t marks[3];  // the question marks behind charset, encoding and encoded text
-    std::size_t from = start + 2;
-    for (std::size_t& mark : marks) {
-        mark = text.find('?', from);
-        if (mark == nowhere) return start;
-        from = mark + 1;
-    }
-    if (from >= text.size() || text[from] != '=') return start;
-    const auto between = [&](std::size_t first, std::size_t end) {
-        return text.substr(first, end - first);
-    };
-    std::string octets;
-    if (!decodePayload(between(marks[0] + 1, marks[1]), between(marks[1] + 1, marks[2]), octets))
-        return start;
-    Zeb_String word;
-    const AdCharset charset = charsetNamed(asciiText(between(start + 2, marks[0])));
-    if (!AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), word, 0)) return start;
-    append(std::move(word), out);
-    return from + 1;
-}
-
-/// The text between two words, unless it is blank.
-void appendGap(std::string_view text, std::size_t start, std::size_t end, Zeb_String& out) {
-    const std::string_view gap = text.substr(start, end - start);
-    if (gap.find_first_not_of(rfc2822whitespace) != nowhere) append(asciiText(gap), out);
-}
-
-Zeb_String decodeWords(std::string_view text) {
-    Zeb_String out;
-    std::size_t next = 0;
-    for (;;) {
-        const std::size_t opener = text.find("=?", next);
-        if (opener == nowhere) break;
-        appendGap(text, next, opener, out);
-        next = appendWord(text, opener, out);
-        if (next > opener) continue;
-        out.Append(u"=?");
-        next = opener + 2;
-    }
-    appendGap(text, next, text.size(), out);
-    return out;
-}
-
-}  // namespace
 
 Zeb_String decodeRFC2047Words(const std::string& text) { return decodeWords(text); }
 
@@ -137,7 +47,20 @@ Zeb_String decodeRFC2047Words(const std::string& text) { return decodeWords(text
 
 namespace {
 
-bool isWhitespace(char c) { return c != '\0' && Traits::find(rfc2822whitespace, 4, c) != nullptr; }
+bool isWhitespace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+using OctetSet = std::array<bool, 256>;
+
+/// What atoms are made of; octets of 0x80 and above are in none.
+constexpr OctetSet atomWithout(std::string_view specials) {
+    OctetSet octets{};
+    for (char c = '!'; c <= '~'; ++c)
+        octets[static_cast<std::size_t>(c)] = specials.find(c) == nowhere;
+    return octets;
+}
+
+constexpr OctetSet rfc2822atom = atomWithout("()<>@,;:\\\"[]");
+constexpr OctetSet rfc2045atom = atomWithout("()<>@,;:\\\"/[]?=");
 
 }  // namespace
 
@@ -164,7 +87,7 @@ unsigned RFC2822Lexer::nextToken(Zeb_String& token, bool skipBlanks) {
         } else if (c == '"') {
             return found(takeQuotedString(token) ? RFC2822TokenKind::QuotedString
                                                  : RFC2822TokenKind::Error);
-        } else if (isAtomOctet(position_, 0x20)) {
+        } else if (isAtomOctet(c)) {
             takeAtom(token);
             return found(RFC2822TokenKind::Atom);
         } else {
@@ -222,17 +145,14 @@ bool RFC2822Lexer::takeQuotedString(Zeb_String& token) {
     return false;
 }
 
-/// Octets count as signed: those of 0x80 and above are in no atom.
-bool RFC2822Lexer::isAtomOctet(std::size_t position, signed char lowest) const {
-    const char c = text_[position];
-    const auto octet = static_cast<signed char>(c);
-    const std::string_view specials = mimeMode_ ? rfc2045specials : rfc2822specials;
-    return octet >= lowest && octet != 0x7F && specials.find(c) == std::string_view::npos;
+bool RFC2822Lexer::isAtomOctet(char c) const {
+    const std::size_t octet = static_cast<unsigned char>(c);
+    return mimeMode_ ? rfc2045atom[octet] : rfc2822atom[octet];
 }
 
 void RFC2822Lexer::takeAtom(Zeb_String& token) {
     const std::size_t start = position_++;
-    while (position_ < text_.size() && isAtomOctet(position_, 0x21)) ++position_;
+    while (position_ < text_.size() && isAtomOctet(text_[position_])) ++position_;
     token = decodeWords(text_.substr(start, position_ - start));
 }
 
@@ -247,22 +167,10 @@ namespace {
 
 constexpr auto malformed = static_cast<unsigned>(RFC2822TokenKind::Error);
 
-/// Where an element of a list ends, from the start of one on: at a separator that is not quoted.
-std::size_t endOfElement(std::string_view list, char separator, std::size_t start) {
-    bool isQuoted = false;
-    for (std::size_t i = start; i < list.size(); ++i) {
-        if (list[i] == '"')
-            isQuoted = !isQuoted;
-        else if (isQuoted && list[i] == '\\')
-            ++i;
-        else if (list[i] == separator && !isQuoted)
-            return i;
-    }
-    return list.size();
-}
-
 std::size_t elementsOf(std::string_view list, char separator) {
     std::size_t count = 1;
+    if (list.find('"') == nowhere)
+        return count + static_cast<std::size_t>(std::count(list.begin(), list.end(), separator));
     std::size_t end = endOfElement(list, separator, 0);
     for (; end < list.size(); end = endOfElement(list, separator, end + 1)) ++count;
     return count;
@@ -272,8 +180,8 @@ bool isWord(unsigned kind) {
     return kind == RFC2822TokenKind::QuotedString || kind == RFC2822TokenKind::Atom;
 }
 
-bool isSpecial(unsigned kind, const Zeb_String& token, const char16_t* special) {
-    return kind == RFC2822TokenKind::Special && token == special;
+bool isSpecial(unsigned kind, const Zeb_String& token, char special) {
+    return kind == RFC2822TokenKind::Special && *token.GetBuffer() == special;
 }
 
 }  // namespace
@@ -300,7 +208,7 @@ unsigned RFC2822Address::parseOneAddress(RFC2822Lexer& lexer, Zeb_String& next) 
     if (isWord(kind)) {
         Zeb_String first = std::move(token);
         kind = lexer.nextToken(token, true);
-        if (isSpecial(kind, token, u"@")) {
+        if (isSpecial(kind, token, '@')) {
             if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
             smtpAddress_ = std::move(first.Append(u"@").Append(token));
             return lexer.nextToken(next, true);
@@ -308,7 +216,7 @@ unsigned RFC2822Address::parseOneAddress(RFC2822Lexer& lexer, Zeb_String& next) 
         name_ = std::move(first);
         for (; isWord(kind); kind = lexer.nextToken(token, true)) name_.Append(u" ").Append(token);
     }
-    return isSpecial(kind, token, u"<") ? parseAngleAddress(lexer, next) : malformed;
+    return isSpecial(kind, token, '<') ? parseAngleAddress(lexer, next) : malformed;
 }
 
 /// Behind the opening bracket.
@@ -316,11 +224,11 @@ unsigned RFC2822Address::parseAngleAddress(RFC2822Lexer& lexer, Zeb_String& next
     Zeb_String localPart;
     Zeb_String token;
     if (!isWord(lexer.nextToken(localPart, true))) return malformed;
-    if (!isSpecial(lexer.nextToken(token, true), token, u"@")) return malformed;
+    if (!isSpecial(lexer.nextToken(token, true), token, '@')) return malformed;
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
     // Kept: also when the bracket is not closed.
     smtpAddress_ = std::move(localPart.Append(u"@").Append(token));
-    if (!isSpecial(lexer.nextToken(token, true), token, u">")) return malformed;
+    if (!isSpecial(lexer.nextToken(token, true), token, '>')) return malformed;
     return lexer.nextToken(next, true);
 }
 
@@ -332,10 +240,9 @@ std::vector<RFC2822Address> RFC2822Address::parseAddresses(const std::string& te
     Zeb_String next;
     unsigned kind = 0;
     do {
-        RFC2822Address address;
-        kind = address.parseOneAddress(lexer, next);
-        if (kind != malformed) addresses.push_back(address);
-    } while (isSpecial(kind, next, u","));
+        kind = addresses.emplace_back().parseOneAddress(lexer, next);
+    } while (isSpecial(kind, next, ','));
+    if (kind == malformed) addresses.pop_back();
     return addresses;
 }
 
@@ -416,7 +323,7 @@ void parseParameters(RFC2822Lexer& lexer, Zeb_String token, ParameterCollector& 
             if (!(token == u";")) return;
             if (lexer.nextToken(name, true) != RFC2822TokenKind::Atom) return;
         }
-        if (!isSpecial(lexer.nextToken(token, true), token, u"=")) return;
+        if (!isSpecial(lexer.nextToken(token, true), token, '=')) return;
         Zeb_String value;
         if (!isWord(lexer.nextToken(value, true))) return;
         const bool isSection = collector.take(name, std::move(value));
@@ -452,7 +359,7 @@ void MIMEHeaderValue::parse(const std::string& text) {
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return;
     value_ = token;
     unsigned kind = lexer.nextToken(token, true);
-    if (isSpecial(kind, token, u"/")) {
+    if (isSpecial(kind, token, '/')) {
         if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return;
         subvalue_ = token;
         kind = lexer.nextToken(token, true);
@@ -524,12 +431,13 @@ namespace {
 
 enum class TransferEncoding { Identity, Base64, QuotedPrintable, Unknown };
 
-TransferEncoding transferEncodingOf(const MIMEDecoder& decoder) {
-    const Zeb_String name = decoder.getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue();
-    if (isName(name, u"base64")) return TransferEncoding::Base64;
-    if (isName(name, u"quoted-printable")) return TransferEncoding::QuotedPrintable;
-    const bool isIdentity =
-        isName(name, u"7bit") || isName(name, u"8bit") || isName(name, u"binary");
+TransferEncoding transferEncodingOf(const HeaderMap& headers) {
+    const auto field = headers.find(u"Content-Transfer-Encoding");
+    if (field == headers.end()) return TransferEncoding::Identity;
+    const Zeb_String name = MIMEHeaderValue(field->second).getValue();
+    if (isName(name, "base64")) return TransferEncoding::Base64;
+    if (isName(name, "quoted-printable")) return TransferEncoding::QuotedPrintable;
+    const bool isIdentity = isName(name, "7bit") || isName(name, "8bit") || isName(name, "binary");
     return isIdentity ? TransferEncoding::Identity : TransferEncoding::Unknown;
 }
 
@@ -573,14 +481,39 @@ class ResumingSource : public std::streambuf {
     DecodeGuard& guard_;
 };
 
+/// About how many octets they are decoded, or a few more.
+template <typename Filter>
+std::size_t decodedSize(std::string_view octets) {
+    if (std::is_same_v<Filter, base64buf>) return octets.size() / 4 * 3 + 3;
+    const auto escapes = std::count(octets.begin(), octets.end(), '=');
+    return octets.size() - std::min(octets.size(), 2 * static_cast<std::size_t>(escapes));
+}
+
 }  // namespace
+
+/// What an entity is read from, and the type that its header declares.
+class EntityInput {
+  public:
+    EntityInput(const HeaderMap& headers, std::streambuf* octets, TextSource* text = nullptr)
+        : source(octets), wholeText(text) {
+        const auto found = headers.find(u"Content-Type");
+        hasType = found != headers.end();
+        if (hasType) type = found->second;
+    }
+
+    std::streambuf* const source;
+    TextSource* const wholeText;  // the same, when it is in memory
+    bool hasType = false;
+    MIMEHeaderValue type;
+};
 
 /// What a decoder reads its body from: its transfer decoding, with a guard one that goes on behind
 /// malformed data. The filter goes with it: a tree of many parts would keep one for each.
 class BodySource {
   public:
-    BodySource(const MIMEDecoder& decoder, DecodeGuard* guard) : raw_(decoder.source_) {
-        const TransferEncoding encoding = transferEncodingOf(decoder);
+    BodySource(const MIMEDecoder& decoder, const EntityInput& input, DecodeGuard* guard)
+        : raw_(input.source), text_(input.wholeText) {
+        const TransferEncoding encoding = transferEncodingOf(decoder.getHeaders());
         if (encoding == TransferEncoding::QuotedPrintable)
             decode<quotedprintablebuf>(MIMEDefect::Kind::MalformedQuotedPrintable, guard);
         else if (encoding == TransferEncoding::Base64)
@@ -590,10 +523,16 @@ class BodySource {
     }
 
     std::streambuf* get() const { return filter_ ? filter_.get() : raw_; }
+    /// The body, when it is in memory as it is; else null.
+    TextSource* text() const { return text_; }
+    /// All of it.
+    std::string read() const;
 
   private:
     template <typename Filter>
     void decode(MIMEDefect::Kind defect, DecodeGuard* guard) {
+        if (text_ != nullptr) expectedSize_ = decodedSize<Filter>(text_->rest());
+        text_ = nullptr;
         if (guard == nullptr)
             filter_ = std::make_unique<Filter>(raw_, false);
         else
@@ -601,14 +540,26 @@ class BodySource {
     }
 
     std::streambuf* raw_;
+    TextSource* text_;
+    std::size_t expectedSize_ = 0;  // of the decoded body, in octets, when it is filtered
     std::unique_ptr<std::streambuf> filter_;
 };
 
-MIMEDecoder::MIMEDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMEDecoder(HeaderMap(headers), in) {}
+std::string BodySource::read() const {
+    if (text_ != nullptr) {
+        std::string body(text_->rest());
+        text_->takeRest();
+        return body;
+    }
+    if (!filter_) return readAll(*raw_, readBlockSize, 0);
+    return readAll(*filter_, 4 * readBlockSize, expectedSize_);
+}
 
-MIMEDecoder::MIMEDecoder(HeaderMap&& headers, std::istream& in)
-    : headers_(std::move(headers)), source_(in.rdbuf()) {}
+MIMEDecoder::MIMEDecoder(const HeaderMap& headers, std::istream& in)
+    : headers_(headers), source_(in.rdbuf()) {}
+
+MIMEDecoder::MIMEDecoder(HeaderMap&& headers, const EntityInput& input)
+    : headers_(std::move(headers)), source_(input.source) {}
 
 MIMEDecoder::~MIMEDecoder() = default;
 
@@ -621,121 +572,36 @@ MIMEBinaryDecoder* MIMEDecoder::getBinaryDecoder() { return nullptr; }
 MIMEMultipartDecoder* MIMEDecoder::getMultipartDecoder() { return nullptr; }
 RFC2822Decoder* MIMEDecoder::getMessageDecoder() { return nullptr; }
 
-namespace {
-
-constexpr char lineBlanks[] = " \t\r";
-
-// What things cost in memory beside their octets, at most, with what the allocator needs.
-static_assert(sizeof(MIMETextDecoder) + 72 <= DecodeGuard::entityCost);
-constexpr std::size_t fieldCost = sizeof(HeaderMap::value_type) + 64;
-constexpr std::size_t addressCost = sizeof(RFC2822Address) + 32;
-constexpr std::size_t parameterOctetCost = 16;
-constexpr std::size_t parameterCost = 3 * (sizeof(MIMEHeaderValue::Parameters::value_type) + 48);
-
-/// What is asked of a value later costs memory for each of its elements: one of too many is cut
-/// behind those that can be paid for. What continues a value may begin within quotes, and pays.
-std::size_t affordable(std::string_view text, const Zeb_String& name, bool isContinued,
-                       DecodeGuard& guard) {
-    const bool hasParameters = isName(name.Left(8), u"Content-");
-    const char separator = hasParameters ? '=' : ',';
-    const std::size_t cost = hasParameters ? parameterCost : addressCost;
-    const unsigned long long left = guard.left();
-    const std::size_t whole = text.size();
-    if (hasParameters) text = text.substr(0, left / parameterOctetCost);
-    std::size_t count = 0;
-    std::size_t end = 0;
-    for (;; ++end) {
-        end = isContinued ? text.find(separator, end) : endOfElement(text, separator, end);
-        if (end >= text.size() || count == left / cost) break;
-        ++count;
-    }
-    if (isContinued) guard.spend(count * cost);
-    end = std::min(end, text.size());
-    // In the middle of a parameter it would be malformed.
-    return hasParameters && end < whole ? std::min(end, text.rfind(';', end)) : end;
-}
-
-enum class Stored { Whole, InPart, NotAtAll, NoColon };
-
-/// Puts an unfolded field into the map.
-Stored storeField(std::string_view field, HeaderMap& headers, DecodeGuard* guard) {
-    const std::size_t colon = field.find(':');
-    if (colon == nowhere) return Stored::NoColon;
-    const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
-    if (start == nowhere) return Stored::Whole;  // kept: a field without a value is none
-    Zeb_String name = asciiText(field.substr(0, colon));
-    const auto known = headers.find(name);
-    const bool isNew = known == headers.end();
-    if (guard != nullptr && isNew && !guard->spend(fieldCost)) return Stored::NotAtAll;
-    const std::string_view text = field.substr(start);
-    const std::size_t length =
-        guard == nullptr ? text.size() : affordable(text, name, !isNew, *guard);
-    if (length == 0) return Stored::InPart;
-    std::string& value = isNew ? headers[std::move(name)] : known->second;
-    if (!value.empty()) value += '\n';
-    value.append(text.substr(0, length));
-    return length == text.size() ? Stored::Whole : Stored::InPart;
-}
-
-void tell(Stored stored, DecodeGuard& guard, LimitedHeader& header) {
-    if (stored == Stored::NoColon) guard.note(MIMEDefect::Kind::LineWithoutColon);
-    if (stored == Stored::InPart) guard.note(MIMEDefect::Kind::HeaderTooLarge);
-    if (stored == Stored::NotAtAll) header.cut();
-}
-
-/// With a guard `in` reads from `limited`.
-void readFields(HeaderMap& headers, std::istream& in, DecodeGuard* guard, LimitedHeader* limited) {
-    std::string line;
-    std::string field;
-    while (std::getline(in, line)) {
-        const std::size_t last = line.find_last_not_of(lineBlanks);
-        if (last == nowhere) return;  // kept: a field that such a line continues is dropped
-        line.resize(last + 1);
-        if (field.empty())
-            field.swap(line);
-        else
-            field.append(line);
-        const int next = in.peek();
-        if (next == ' ' || next == '\t') continue;
-        const Stored stored = storeField(field, headers, guard);
-        if (guard != nullptr) tell(stored, *guard, *limited);
-        field.clear();
-    }
-}
-
-void readHeaderBlock(HeaderMap& headers, std::istream& in, DecodeGuard* guard) {
-    if (guard == nullptr) return readFields(headers, in, nullptr, nullptr);
-    LimitedHeader header(in.rdbuf(), guard->limits().headerSize);
-    std::istream limited(&header);
-    limited.exceptions(std::ios::badbit);  // as in buildFrom
-    readFields(headers, limited, guard, &header);
-    if (header.wasCut()) guard->note(MIMEDefect::Kind::HeaderTooLarge);
-}
-
-}  // namespace
-
 void MIMEDecoder::readHeaders(HeaderMap& headers, std::istream& in) {
-    readHeaderBlock(headers, in, nullptr);
+    readHeaderBlock(headers, in);
 }
 
-MIMEDecoder* MIMEDecoder::getDecoder(std::istream& in) { return build(in, nullptr); }
+MIMEDecoder* MIMEDecoder::getDecoder(std::istream& in) {
+    HeaderMap headers;
+    readHeaders(headers, in);
+    return build(std::move(headers), *in.rdbuf(), nullptr, nullptr);
+}
 
 namespace {
+
+// What a guard reckons with.
+static_assert(sizeof(MIMETextDecoder) + 72 <= DecodeGuard::entityCost);
+static_assert(sizeof(RFC2822Address) + 32 <= addressCost);
+static_assert(3 * (sizeof(MIMEHeaderValue::Parameters::value_type) + 48) <= parameterCost);
 
 enum class EntityKind { Text, Binary, Multipart, Message };
 
-EntityKind declaredKind(const HeaderMap& headers) {
-    const auto found = headers.find(u"Content-Type");
-    if (found == headers.end()) return EntityKind::Text;
-    const Zeb_String type = MIMEHeaderValue(found->second).getValue();
-    if (isName(type, u"multipart")) return EntityKind::Multipart;
-    if (isName(type, u"message")) return EntityKind::Message;
-    return isName(type, u"text") ? EntityKind::Text : EntityKind::Binary;
+EntityKind declaredKind(const EntityInput& input) {
+    if (!input.hasType) return EntityKind::Text;
+    const Zeb_String type = input.type.getValue();
+    if (isName(type, "multipart")) return EntityKind::Multipart;
+    if (isName(type, "message")) return EntityKind::Message;
+    return isName(type, "text") ? EntityKind::Text : EntityKind::Binary;
 }
 
 /// With a guard a container beyond a limit is left as it is.
-EntityKind kindOf(const HeaderMap& headers, DecodeGuard* guard) {
-    const EntityKind kind = declaredKind(headers);
+EntityKind kindOf(const EntityInput& input, DecodeGuard* guard) {
+    const EntityKind kind = declaredKind(input);
     const bool isMessage = kind == EntityKind::Message;
     if (guard == nullptr || !(isMessage || kind == EntityKind::Multipart)) return kind;
     constexpr std::size_t messageAndItsEntity = 2;
@@ -748,7 +614,8 @@ EntityKind kindOf(const HeaderMap& headers, DecodeGuard* guard) {
 }  // namespace
 
 template <typename Decoder>
-MIMEDecoder* MIMEDecoder::construct(HeaderMap&& headers, std::istream& in, DecodeGuard* guard) {
+MIMEDecoder* MIMEDecoder::construct(HeaderMap&& headers, const EntityInput& in,
+                                    DecodeGuard* guard) {
     if (guard == nullptr) return new Decoder(std::move(headers), in, nullptr);
     const std::size_t place = guard->makePlace();
     auto* const decoder = new Decoder(std::move(headers), in, guard);
@@ -756,10 +623,10 @@ MIMEDecoder* MIMEDecoder::construct(HeaderMap&& headers, std::istream& in, Decod
     return decoder;
 }
 
-MIMEDecoder* MIMEDecoder::build(std::istream& in, DecodeGuard* guard) {
-    HeaderMap headers;
-    readHeaderBlock(headers, in, guard);
-    switch (kindOf(headers, guard)) {
+MIMEDecoder* MIMEDecoder::build(HeaderMap&& headers, std::streambuf& source, TextSource* text,
+                                DecodeGuard* guard) {
+    const EntityInput in(headers, &source, text);
+    switch (kindOf(in, guard)) {
         case EntityKind::Multipart:
             return construct<MIMEMultipartDecoder>(std::move(headers), in, guard);
         case EntityKind::Message:
@@ -772,19 +639,27 @@ MIMEDecoder* MIMEDecoder::build(std::istream& in, DecodeGuard* guard) {
 }
 
 MIMEDecoder* MIMEDecoder::buildFrom(std::streambuf& source, DecodeGuard* guard) {
-    std::istream in(&source);
-    in.exceptions(std::ios::badbit);  // or getline keeps a lack of memory to itself
-    return build(in, guard);
+    HeaderMap headers;
+    readHeaderBlock(headers, source, guard);
+    return build(std::move(headers), source, nullptr, guard);
+}
+
+MIMEDecoder* MIMEDecoder::buildFrom(TextSource& source, DecodeGuard* guard) {
+    const DecodeGuard::Input input(guard, source);
+    HeaderMap headers;
+    readHeaderBlock(headers, source, guard);
+    MIMEDecoder* const decoder = build(std::move(headers), source, &source, guard);
+    if (guard != nullptr) source.takeRest();
+    return decoder;
 }
 
 /// With a guard each decoder reads its source to the end, so blocks may be read ahead: else each
 /// octet would cost a call for each level that it lies deep.
-MIMEDecoder* MIMEDecoder::buildInBlocks(std::streambuf& source, DecodeGuard* guard) {
-    source.sgetc();  // as the plain decoders begin: a delimiter behind a line end is found then
-    BlockSource blocks(&source, nullptr);
-    const DecodeGuard::Input input(guard, blocks);
-    MIMEDecoder* const decoder = buildFrom(blocks, guard);
-    blocks.drain();
+MIMEDecoder* MIMEDecoder::buildInBlocks(BlockSource& source, DecodeGuard& guard) {
+    const DecodeGuard::Input input(&guard, source);
+    std::streambuf& octets = source;
+    MIMEDecoder* const decoder = buildFrom(octets, &guard);
+    source.drain();
     return decoder;
 }
 
@@ -805,7 +680,7 @@ MIMEHeaderValue MIMEDecoder::getMIMEHeader(const Zeb_String& name,
 }
 
 std::streambuf* MIMEDecoder::getTransferStreambuf() {
-    const TransferEncoding encoding = transferEncodingOf(*this);
+    const TransferEncoding encoding = transferEncodingOf(headers_);
     if (encoding == TransferEncoding::Base64 && !filter_)
         filter_ = std::make_unique<base64buf>(source_, false);
     if (encoding == TransferEncoding::QuotedPrintable && !filter_)
@@ -814,25 +689,17 @@ std::streambuf* MIMEDecoder::getTransferStreambuf() {
     return filter_ ? filter_.get() : source_;
 }
 
-std::string MIMEDecoder::readBody(std::streambuf* source) {
-    std::string body;
-    char block[1024];
-    for (std::streamsize count = 0; (count = source->sgetn(block, sizeof block)) > 0;)
-        body.append(block, static_cast<std::size_t>(count));
-    return body;
-}
-
 // ==== leaves
 
 MIMETextDecoder::MIMETextDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMETextDecoder(HeaderMap(headers), in, nullptr) {}
+    : MIMETextDecoder(HeaderMap(headers), EntityInput(headers, in.rdbuf()), nullptr) {}
 
-MIMETextDecoder::MIMETextDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard)
-    : MIMEDecoder(std::move(headers), in),
-      charsetName_(getMIMEHeader(u"Content-Type", "").getParameter(u"charset", u"US-ASCII")) {
+MIMETextDecoder::MIMETextDecoder(HeaderMap&& headers, const EntityInput& input, DecodeGuard* guard)
+    : MIMEDecoder(std::move(headers), input),
+      charsetName_(input.type.getParameter(u"charset", u"US-ASCII")) {
     if (guard != nullptr && !charsetNamed(charsetName_).isKnown())
         guard->note(MIMEDefect::Kind::UnknownCharset);
-    body_ = readBody(BodySource(*this, guard).get());
+    body_ = BodySource(*this, input, guard).read();
 }
 
 MIMETextDecoder::~MIMETextDecoder() = default;
@@ -847,10 +714,11 @@ void MIMETextDecoder::getText(std::basic_ostream<unsigned short>& out) const {
 }
 
 MIMEBinaryDecoder::MIMEBinaryDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMEBinaryDecoder(HeaderMap(headers), in, nullptr) {}
+    : MIMEBinaryDecoder(HeaderMap(headers), EntityInput(headers, in.rdbuf()), nullptr) {}
 
-MIMEBinaryDecoder::MIMEBinaryDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard)
-    : MIMEDecoder(std::move(headers), in), body_(readBody(BodySource(*this, guard).get())) {}
+MIMEBinaryDecoder::MIMEBinaryDecoder(HeaderMap&& headers, const EntityInput& input,
+                                     DecodeGuard* guard)
+    : MIMEDecoder(std::move(headers), input), body_(BodySource(*this, input, guard).read()) {}
 
 MIMEBinaryDecoder::~MIMEBinaryDecoder() = default;
 
@@ -861,19 +729,43 @@ MIMEBinaryDecoder* MIMEBinaryDecoder::getBinaryDecoder() { return this; }
 
 namespace {
 
+/// In front of the boundary in a delimiter.
+constexpr std::string_view anyDelimiter = "\r\n--";
+
+std::string delimiterOf(const MIMEHeaderValue& type) {
+    std::string boundary;
+    asciiOctets(type.getParameter(u"boundary", u""), boundary);
+    return boundary.insert(0, anyDelimiter);
+}
+
+std::string boundaryOf(const std::string& delimiter) {
+    return delimiter.substr(anyDelimiter.size());
+}
+
 void skipToEnd(std::streambuf& source) {
     char block[100];
     while (source.sgetn(block, sizeof block) > 0) {
     }
 }
 
-void skipPreamble(std::streambuf& source, const std::string& boundary, DecodeGuard* guard) {
-    multipartboundarybuf preamble(&source, boundary);
+void skipPreamble(std::streambuf& source, const std::string& delimiter, DecodeGuard* guard) {
+    multipartboundarybuf preamble(&source, boundaryOf(delimiter));
     // Kept: a delimiter behind a bare LF at the very start is only found when the LF is peeked at.
     const bool isHidden =
         guard != nullptr && preamble.sgetc() == '\n' && preamble.sbumpc() == endOfFile;
     if (isHidden) guard->note(MIMEDefect::Kind::BlankLineBeforeParts);
     skipToEnd(preamble);
+}
+
+void skipPreamble(TextSource& body, const std::string& delimiter, DecodeGuard* guard) {
+    using FirstLineFeed = TextSource::FirstLineFeed;
+    TextSource preamble(body, delimiter,
+                        guard == nullptr ? FirstLineFeed::IsText : FirstLineFeed::BeginsDelimiter);
+    const bool isHidden =
+        guard != nullptr && body.rest().starts_with('\n') && preamble.rest().empty();
+    preamble.takeRest();
+    preamble.leave();
+    if (isHidden) guard->note(MIMEDefect::Kind::BlankLineBeforeParts);
 }
 
 /// Reads on to the next part: the rest of its delimiter line. False behind the last part.
@@ -896,25 +788,46 @@ bool findPart(std::streambuf& source, DecodeGuard* guard) {
 }  // namespace
 
 MIMEMultipartDecoder::MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in)
-    : MIMEMultipartDecoder(HeaderMap(headers), in, nullptr) {}
+    : MIMEMultipartDecoder(HeaderMap(headers), EntityInput(headers, in.rdbuf()), nullptr) {}
 
-MIMEMultipartDecoder::MIMEMultipartDecoder(HeaderMap&& headers, std::istream& in,
+MIMEMultipartDecoder::MIMEMultipartDecoder(HeaderMap&& headers, const EntityInput& input,
                                            DecodeGuard* guard)
-    : MIMEDecoder(std::move(headers), in) {
-    const BodySource body(*this, guard);
+    : MIMEDecoder(std::move(headers), input) {
+    const BodySource body(*this, input, guard);
     std::streambuf& source = *body.get();
-    const std::string delimiter = boundary();
-    if (delimiter.empty() && guard != nullptr) guard->note(MIMEDefect::Kind::NoBoundary);
-    skipPreamble(source, delimiter, guard);
+    const std::string delimiter = delimiterOf(input.type);
+    if (delimiter == anyDelimiter && guard != nullptr) guard->note(MIMEDefect::Kind::NoBoundary);
+    // A line end in the boundary is for the filter to find.
+    const bool isOneLine = delimiter.find_first_of("\r\n", 2) == nowhere;
+    TextSource* const text = isOneLine ? body.text() : nullptr;
+    text != nullptr ? skipPreamble(*text, delimiter, guard)
+                    : skipPreamble(source, delimiter, guard);
     while (findPart(source, guard)) {
         if (guard != nullptr && guard->isAtEntityLimit(1)) {
             skipToEnd(source);
             break;
         }
         const DecodeGuard::Level level(guard, parts_.size() + 1);
-        multipartboundarybuf part(&source, delimiter);
-        parts_.push_back(guard == nullptr ? buildFrom(part, nullptr) : buildInBlocks(part, guard));
+        parts_.push_back(text != nullptr ? buildPart(*text, delimiter, guard)
+                                         : buildPart(source, delimiter, guard));
     }
+}
+
+MIMEDecoder* MIMEMultipartDecoder::buildPart(TextSource& body, const std::string& delimiter,
+                                             DecodeGuard* guard) {
+    TextSource part(body, delimiter, TextSource::FirstLineFeed::BeginsDelimiter);
+    MIMEDecoder* const decoder = buildFrom(part, guard);
+    part.leave();
+    return decoder;
+}
+
+MIMEDecoder* MIMEMultipartDecoder::buildPart(std::streambuf& body, const std::string& delimiter,
+                                             DecodeGuard* guard) {
+    multipartboundarybuf part(&body, boundaryOf(delimiter));
+    if (guard == nullptr) return buildFrom(part, nullptr);
+    part.sgetc();  // as the plain decoders begin: a delimiter behind a line end is found then
+    BlockSource blocks(&part);
+    return buildInBlocks(blocks, *guard);
 }
 
 MIMEMultipartDecoder::~MIMEMultipartDecoder() = default;
@@ -922,27 +835,56 @@ MIMEMultipartDecoder::~MIMEMultipartDecoder() = default;
 bool MIMEMultipartDecoder::isMultipart() const { return true; }
 MIMEMultipartDecoder* MIMEMultipartDecoder::getMultipartDecoder() { return this; }
 
-std::string MIMEMultipartDecoder::boundary() const {
-    std::string octets;
-    asciiOctets(getMIMEHeader(u"Content-Type", "").getParameter(u"boundary", u""), octets);
-    return octets;
-}
-
 // ==== messages
 
-RFC2822Decoder::RFC2822Decoder(std::istream& in) : RFC2822Decoder(HeaderMap(), in, nullptr) {}
+namespace {
+
+/// How much of a message is kept while it is read. With a guard not all of a large one is: a part
+/// of it that is dropped takes no memory then. What the source has at hand is in memory already.
+std::size_t mostInMemory(std::size_t atHand, DecodeGuard* guard) {
+    constexpr std::size_t leastAhead = 4 << 20;
+    return guard == nullptr ? SIZE_MAX : std::max(atHand, leastAhead);
+}
+
+}  // namespace
+
+RFC2822Decoder::RFC2822Decoder(std::istream& in) : RFC2822Decoder(in, nullptr) {}
 
 RFC2822Decoder::RFC2822Decoder(const HeaderMap& headers, std::istream& in)
-    : RFC2822Decoder(HeaderMap(headers), in, nullptr) {}
+    : RFC2822Decoder(HeaderMap(headers), EntityInput(headers, in.rdbuf()), nullptr) {}
 
-RFC2822Decoder::RFC2822Decoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard)
-    : MIMEDecoder(std::move(headers), in) {
-    const BodySource body(*this, guard);
-    BlockSource message(body.get(), guard == nullptr ? &messageText_ : nullptr);
-    const DecodeGuard::Input input(guard, message);
+RFC2822Decoder::RFC2822Decoder(std::istream& in, DecodeGuard* guard)
+    : MIMEDecoder(HeaderMap(), in) {
+    std::string octets;
+    octets.reserve(atHand(*source_));
+    const bool isWhole = readAhead(*source_, mostInMemory(octets.capacity(), guard), octets);
     const DecodeGuard::Level level(guard, 1);
-    entity_ = buildFrom(message, guard);
-    message.drain();
+    if (isWhole) {
+        TextSource text(octets);
+        entity_ = buildFrom(text, guard);
+    } else {
+        BlockSource blocks(source_, std::move(octets));
+        entity_ = buildInBlocks(blocks, *guard);
+    }
+    if (guard == nullptr) messageText_.swap(octets);
+}
+
+RFC2822Decoder::RFC2822Decoder(HeaderMap&& headers, const EntityInput& input, DecodeGuard* guard)
+    : MIMEDecoder(std::move(headers), input) {
+    const BodySource body(*this, input, guard);
+    const DecodeGuard::Level level(guard, 1);
+    if (guard == nullptr) {
+        messageText_ = body.read();
+        TextSource text(messageText_);
+        entity_ = buildFrom(text, nullptr);
+    } else if (body.text() != nullptr) {
+        TextSource text(*body.text());
+        entity_ = buildFrom(text, guard);
+        text.leave();
+    } else {
+        BlockSource blocks(body.get());
+        entity_ = buildInBlocks(blocks, *guard);
+    }
 }
 
 RFC2822Decoder::~RFC2822Decoder() = default;

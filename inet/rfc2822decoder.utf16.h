@@ -20,19 +20,8 @@
 
 #include "host/host.h"
 #include "inet/api.h"
+#include "inet/headermap.utf16.h"
 #include "inet/transferstream.utf16.h"
-
-/// The order of header and parameter names: ASCII letters are folded.
-struct CaseInsensitiveLess {
-    /// Whether `a` comes before `b`.
-    bool operator()(const Zeb_String& a, const Zeb_String& b) const {
-        return a.CompareNoCase(b) < 0;
-    }
-};
-
-/// Header fields by name: raw octets, unfolded. A repeated field is one entry, its values joined
-/// by LF; the name keeps the spelling of its first occurrence.
-using HeaderMap = std::map<Zeb_String, std::string, CaseInsensitiveLess>;
 
 // ==== header values
 
@@ -82,7 +71,7 @@ class VTINETLIB_API RFC2822Lexer {
     VTINETLIB_HIDDEN bool takeQuotedString(Zeb_String& token);
     VTINETLIB_HIDDEN void takeAtom(Zeb_String& token);
     VTINETLIB_HIDDEN void takeSpecial(Zeb_String& token);
-    VTINETLIB_HIDDEN bool isAtomOctet(std::size_t position, signed char lowest) const;
+    VTINETLIB_HIDDEN bool isAtomOctet(char c) const;
 
     const std::string copy_;
     const std::string_view text_;
@@ -173,7 +162,10 @@ VTINETLIB_API Zeb_String RFC2184Decode(const Zeb_String& value);
 // Destructors are not virtual, and each decoder is destroyed as what it is; kept.
 // NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
 
+class BlockSource;
 class DecodeGuard;
+class EntityInput;
+class TextSource;
 class MIMETextDecoder;
 class MIMEBinaryDecoder;
 class MIMEMultipartDecoder;
@@ -226,17 +218,17 @@ class VTINETLIB_API MIMEDecoder {
   protected:
     ~MIMEDecoder();
 
-    VTINETLIB_HIDDEN MIMEDecoder(HeaderMap&& headers, std::istream& in);
-    VTINETLIB_HIDDEN static MIMEDecoder* build(std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN MIMEDecoder(HeaderMap&& headers, const EntityInput& input);
+    VTINETLIB_HIDDEN static MIMEDecoder* build(HeaderMap&& headers, std::streambuf& source,
+                                               TextSource* text, DecodeGuard* guard);
     VTINETLIB_HIDDEN static MIMEDecoder* buildFrom(std::streambuf& source, DecodeGuard* guard);
-    VTINETLIB_HIDDEN static MIMEDecoder* buildInBlocks(std::streambuf& source, DecodeGuard* guard);
+    VTINETLIB_HIDDEN static MIMEDecoder* buildFrom(TextSource& source, DecodeGuard* guard);
+    VTINETLIB_HIDDEN static MIMEDecoder* buildInBlocks(BlockSource& source, DecodeGuard& guard);
     template <typename Decoder>
-    VTINETLIB_HIDDEN static MIMEDecoder* construct(HeaderMap&& headers, std::istream& in,
+    VTINETLIB_HIDDEN static MIMEDecoder* construct(HeaderMap&& headers, const EntityInput& input,
                                                    DecodeGuard* guard);
     /// The value of a field, null when there is none.
     VTINETLIB_HIDDEN const std::string* findHeader(const Zeb_String& name) const;
-    /// All that `source` has, read in blocks.
-    VTINETLIB_HIDDEN static std::string readBody(std::streambuf* source);
 
   private:
     friend class BodySource;
@@ -266,7 +258,8 @@ class VTINETLIB_API MIMETextDecoder final : public MIMEDecoder {
 
   private:
     friend class MIMEDecoder;
-    VTINETLIB_HIDDEN MIMETextDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN MIMETextDecoder(HeaderMap&& headers, const EntityInput& input,
+                                     DecodeGuard* guard);
 
     std::string body_;
     Zeb_String charsetName_;
@@ -287,7 +280,8 @@ class VTINETLIB_API MIMEBinaryDecoder final : public MIMEDecoder {
 
   private:
     friend class MIMEDecoder;
-    VTINETLIB_HIDDEN MIMEBinaryDecoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN MIMEBinaryDecoder(HeaderMap&& headers, const EntityInput& input,
+                                       DecodeGuard* guard);
 
     std::string body_;
 };
@@ -308,9 +302,13 @@ class VTINETLIB_API MIMEMultipartDecoder final : public MIMEDecoder {
 
   private:
     friend class MIMEDecoder;
-    VTINETLIB_HIDDEN MIMEMultipartDecoder(HeaderMap&& headers, std::istream& in,
+    VTINETLIB_HIDDEN MIMEMultipartDecoder(HeaderMap&& headers, const EntityInput& input,
                                           DecodeGuard* guard);
-    VTINETLIB_HIDDEN std::string boundary() const;
+    VTINETLIB_HIDDEN static MIMEDecoder* buildPart(TextSource& body, const std::string& delimiter,
+                                                   DecodeGuard* guard);
+    VTINETLIB_HIDDEN static MIMEDecoder* buildPart(std::streambuf& body,
+                                                   const std::string& delimiter,
+                                                   DecodeGuard* guard);
 
     std::vector<MIMEDecoder*> parts_;
 };
@@ -350,7 +348,9 @@ class VTINETLIB_API RFC2822Decoder final : public MIMEDecoder {
   private:
     friend class MIMEDecoder;
     friend class GuardedMessage;
-    VTINETLIB_HIDDEN RFC2822Decoder(HeaderMap&& headers, std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN RFC2822Decoder(std::istream& in, DecodeGuard* guard);
+    VTINETLIB_HIDDEN RFC2822Decoder(HeaderMap&& headers, const EntityInput& input,
+                                    DecodeGuard* guard);
 
     std::string messageText_;  // empty when guarded
     MIMEDecoder* entity_;

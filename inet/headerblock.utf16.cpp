@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: Apache-2.0
+// Sections: fields, lines of a stream, lines of a text, blocks.
+#include "inet/headerblock.utf16.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+#include "inet/encodedwords.utf16.h"
+
+namespace {
+
+constexpr int endOfFile = std::char_traits<char>::eof();
+constexpr std::size_t nowhere = std::string_view::npos;
+constexpr char lineBlanks[] = " \t\r";
+
+bool isBlank(std::string_view line) { return line.find_first_not_of(lineBlanks) == nowhere; }
+
+bool isFold(int octet) { return octet == ' ' || octet == '\t'; }
+
+}  // namespace
+
+// ==== fields
+
+std::size_t endOfElement(std::string_view list, char separator, std::size_t start) {
+    bool isQuoted = false;
+    for (std::size_t i = start; i < list.size(); ++i) {
+        if (list[i] == '"')
+            isQuoted = !isQuoted;
+        else if (isQuoted && list[i] == '\\')
+            ++i;
+        else if (list[i] == separator && !isQuoted)
+            return i;
+    }
+    return list.size();
+}
+
+namespace {
+
+constexpr std::size_t fieldCost = sizeof(HeaderMap::value_type) + 64;
+constexpr std::size_t parameterOctetCost = 16;
+
+/// Whether it begins with "Content-", in any case.
+bool isMimeName(const Zeb_String& name) {
+    constexpr std::string_view beginning = "content-";
+    const unsigned short* unit = name.GetBuffer();  // zero-terminated
+    for (const char c : beginning) {
+        const bool isUpper = *unit >= 'A' && *unit <= 'Z';
+        if ((isUpper ? *unit + ('a' - 'A') : *unit) != c) return false;
+        ++unit;
+    }
+    return true;
+}
+
+std::size_t separatorsOf(std::string_view text, char separator) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), separator));
+}
+
+/// More than what is asked of a value later costs.
+std::size_t mostCost(std::string_view text, bool hasParameters) {
+    if (!hasParameters) return separatorsOf(text, ',') * addressCost;
+    return std::max(separatorsOf(text, '=') * parameterCost, text.size() * parameterOctetCost);
+}
+
+/// What is asked of a value later costs memory for each of its elements: one of too many is cut
+/// behind those that can be paid for. What continues a value may begin within quotes, and pays.
+std::size_t affordable(std::string_view text, const Zeb_String& name, bool isContinued,
+                       DecodeGuard& guard) {
+    const bool hasParameters = isMimeName(name);
+    const char separator = hasParameters ? '=' : ',';
+    const std::size_t cost = hasParameters ? parameterCost : addressCost;
+    if (!isContinued && mostCost(text, hasParameters) <= guard.leftAtLeast()) return text.size();
+    const unsigned long long left = guard.left();
+    const std::size_t whole = text.size();
+    if (hasParameters) text = text.substr(0, left / parameterOctetCost);
+    std::size_t count = 0;
+    std::size_t end = 0;
+    for (;; ++end) {
+        end = isContinued ? text.find(separator, end) : endOfElement(text, separator, end);
+        if (end >= text.size() || count == left / cost) break;
+        ++count;
+    }
+    if (isContinued) guard.spend(count * cost);
+    end = std::min(end, text.size());
+    // In the middle of a parameter it would be malformed.
+    return hasParameters && end < whole ? std::min(end, text.rfind(';', end)) : end;
+}
+
+enum class Stored { Whole, InPart, NotAtAll, NoColon };
+
+/// Where a field of this name is or belongs. Numbered names come in order: behind the last one.
+HeaderMap::iterator placeOf(const Zeb_String& name, HeaderMap& headers, HeaderMap::iterator last) {
+    const auto less = headers.key_comp();
+    if (last == headers.end() || !less(last->first, name)) return headers.lower_bound(name);
+    ++last;
+    return last == headers.end() || less(name, last->first) ? last : headers.lower_bound(name);
+}
+
+/// Puts an unfolded field into the map. `last`: the one that was put there last, or the end.
+Stored storeField(std::string_view field, HeaderMap& headers, HeaderMap::iterator& last,
+                  DecodeGuard* guard) {
+    const std::size_t colon = field.find(':');
+    if (colon == nowhere) return Stored::NoColon;
+    const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
+    if (start == nowhere) return Stored::Whole;  // kept: a field without a value is none
+    Zeb_String name = asciiText(field.substr(0, colon));
+    const auto less = headers.key_comp();
+    const auto place = placeOf(name, headers, last);
+    const bool isNew = place == headers.end() || less(name, place->first);
+    if (guard != nullptr && isNew && !guard->spend(fieldCost)) return Stored::NotAtAll;
+    const std::string_view text = field.substr(start);
+    const std::size_t length =
+        guard == nullptr ? text.size() : affordable(text, name, !isNew, *guard);
+    if (length == 0) return Stored::InPart;
+    if (isNew) {
+        last = headers.emplace_hint(place, std::move(name), text.substr(0, length));
+    } else {
+        if (!place->second.empty()) place->second += '\n';
+        place->second.append(text.substr(0, length));
+    }
+    return length == text.size() ? Stored::Whole : Stored::InPart;
+}
+
+}  // namespace
+
+// ==== lines of a stream
+
+namespace {
+
+class StreamLines {
+  public:
+    explicit StreamLines(std::istream& in) : in_(in) {}
+
+    /// Takes a line; without its line feed, valid until the next one. False at the end.
+    bool next(std::string_view& line) {
+        if (!std::getline(in_, line_)) return false;
+        line = line_;
+        return true;
+    }
+    /// Whether the next line begins with a blank.
+    bool isContinued() { return isFold(in_.peek()); }
+
+  private:
+    std::istream& in_;
+    std::string line_;
+};
+
+/// One header block of a buffer, cut off at a number of octets. The buffer is read no further than
+/// its reader looks, but when the block is cut off: then to the end of the block.
+class LimitedHeader : public std::streambuf {
+  public:
+    LimitedHeader(std::streambuf* source, std::size_t limit) : source_(source), left_(limit) {}
+
+    void cut() {
+        left_ = 0;
+        wasCut_ = true;
+    }
+    bool wasCut() const { return wasCut_; }
+
+  protected:
+    int_type underflow() override { return isOver() ? endOfFile : source_->sgetc(); }
+    int_type uflow() override {
+        if (isOver()) return endOfFile;
+        const int_type octet = source_->sbumpc();
+        follow(octet);
+        --left_;
+        return octet;
+    }
+
+  private:
+    bool isOver() {
+        if (left_ > 0) return false;
+        if (!isSkipped_) skipRest();
+        isSkipped_ = true;
+        return true;
+    }
+
+    /// To the end of the block, its blank line included.
+    void skipRest() {
+        int_type octet = source_->sbumpc();
+        while (octet != endOfFile && !(octet == '\n' && lineIsBlank_)) {
+            follow(octet);
+            wasCut_ = wasCut_ || !(octet == '\n' || octet == '\r' || isFold(octet));
+            octet = source_->sbumpc();
+        }
+    }
+
+    void follow(int_type octet) {
+        if (octet == '\n')
+            lineIsBlank_ = true;
+        else if (octet != '\r' && !isFold(octet))
+            lineIsBlank_ = false;
+    }
+
+    std::streambuf* source_;
+    std::size_t left_;
+    bool lineIsBlank_ = true;  // so far
+    bool isSkipped_ = false;
+    bool wasCut_ = false;
+};
+
+class LimitedStreamLines {
+  public:
+    LimitedStreamLines(std::streambuf& in, std::size_t limit)
+        : header_(&in, limit), stream_(&header_), lines_(stream_) {
+        stream_.exceptions(std::ios::badbit);  // or getline keeps a lack of memory to itself
+    }
+
+    bool next(std::string_view& line) { return lines_.next(line); }
+    bool isContinued() { return lines_.isContinued(); }
+    /// Drops the rest of the block.
+    void cut() { header_.cut(); }
+    /// Whether anything was dropped.
+    bool wasCut() const { return header_.wasCut(); }
+
+  private:
+    LimitedHeader header_;
+    std::istream stream_;
+    StreamLines lines_;
+};
+
+}  // namespace
+
+// ==== lines of a text
+
+namespace {
+
+/// As LimitedStreamLines, without copies.
+class TextLines {
+  public:
+    TextLines(TextSource& text, std::size_t limit) : text_(text), left_(limit) {}
+
+    bool next(std::string_view& line) {
+        const std::string_view rest = text_.rest().substr(0, left_);
+        const std::size_t end = rest.find('\n');
+        line = rest.substr(0, end);
+        take(std::min(line.size() + 1, rest.size()));
+        if (end != nowhere) return true;
+        look(isBlank(line));
+        return !line.empty();
+    }
+    bool isContinued() { return isFold(look(/*lineIsBlank=*/true)); }
+    void cut() {
+        left_ = 0;
+        wasCut_ = true;
+    }
+    bool wasCut() const { return wasCut_; }
+
+  private:
+    void take(std::size_t count) {
+        text_.take(count);
+        left_ -= count;
+    }
+
+    /// The next octet. `lineIsBlank`: what was read of its line.
+    int look(bool lineIsBlank) {
+        if (left_ > 0) return text_.sgetc();
+        if (!std::exchange(isSkipped_, true)) skipRest(lineIsBlank);
+        return endOfFile;
+    }
+
+    /// To the end of the block, its blank line included.
+    void skipRest(bool lineIsBlank) {
+        for (bool isBlockEnd = false; !isBlockEnd && text_.sgetc() != endOfFile;) {
+            const std::string_view rest = text_.rest();
+            const std::string_view line = rest.substr(0, rest.find('\n'));
+            wasCut_ = wasCut_ || !isBlank(line);
+            isBlockEnd = lineIsBlank && isBlank(line) && line.size() < rest.size();
+            text_.take(std::min(line.size() + 1, rest.size()));
+            lineIsBlank = true;
+        }
+    }
+
+    TextSource& text_;
+    std::size_t left_;
+    bool isSkipped_ = false;
+    bool wasCut_ = false;
+};
+
+}  // namespace
+
+// ==== blocks
+
+namespace {
+
+/// Calls `store` with each field, unfolded.
+template <typename Lines, typename Store>
+void readFields(Lines& lines, Store store) {
+    std::string folded;
+    for (std::string_view line; lines.next(line);) {
+        const std::size_t last = line.find_last_not_of(lineBlanks);
+        if (last == nowhere) return;  // kept: a field that such a line continues is dropped
+        line = line.substr(0, last + 1);
+        const bool isFirst = folded.empty();
+        if (!isFirst) folded += line;
+        if (lines.isContinued()) {
+            if (isFirst) folded = line;
+            continue;
+        }
+        store(isFirst ? line : folded);
+        folded.clear();
+    }
+}
+
+template <typename Lines>
+void readFields(Lines& lines, HeaderMap& headers) {
+    auto last = headers.end();
+    readFields(lines, [&](std::string_view field) { storeField(field, headers, last, nullptr); });
+}
+
+template <typename Lines>
+void readFields(Lines& lines, HeaderMap& headers, DecodeGuard& guard) {
+    auto last = headers.end();
+    readFields(lines, [&](std::string_view field) {
+        const Stored stored = storeField(field, headers, last, &guard);
+        if (stored == Stored::NoColon) guard.note(MIMEDefect::Kind::LineWithoutColon);
+        if (stored == Stored::InPart) guard.note(MIMEDefect::Kind::HeaderTooLarge);
+        if (stored == Stored::NotAtAll) lines.cut();
+    });
+    if (lines.wasCut()) guard.note(MIMEDefect::Kind::HeaderTooLarge);
+}
+
+}  // namespace
+
+void readHeaderBlock(HeaderMap& headers, std::istream& in) {
+    StreamLines lines(in);
+    readFields(lines, headers);
+}
+
+void readHeaderBlock(HeaderMap& headers, std::streambuf& in, DecodeGuard* guard) {
+    if (guard == nullptr) {
+        std::istream stream(&in);
+        stream.exceptions(std::ios::badbit);
+        return readHeaderBlock(headers, stream);
+    }
+    LimitedStreamLines lines(in, guard->limits().headerSize);
+    readFields(lines, headers, *guard);
+}
+
+void readHeaderBlock(HeaderMap& headers, TextSource& in, DecodeGuard* guard) {
+    TextLines lines(in, guard == nullptr ? SIZE_MAX : guard->limits().headerSize);
+    if (guard == nullptr)
+        readFields(lines, headers);
+    else
+        readFields(lines, headers, *guard);
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// Header fields by name.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "host/host.h"
+
+/// The order of header and parameter names: ASCII letters are folded.
+struct CaseInsensitiveLess {
+    /// Whether `a` comes before `b`.
+    bool operator()(const Zeb_String& a, const Zeb_String& b) const {
+        const unsigned short* const first = a.GetBuffer();
+        const unsigned short* const second = b.GetBuffer();
+        const int common = a.GetLength() < b.GetLength() ? a.GetLength() : b.GetLength();
+        for (int i = 0; i < common; ++i) {
+            if (first[i] == second[i]) continue;
+            const int difference = folded(first[i]) - folded(second[i]);
+            if (difference != 0) return difference < 0;
+        }
+        return a.GetLength() < b.GetLength();
+    }
+
+  private:
+    static int folded(int unit) { return unit >= 'A' && unit <= 'Z' ? unit + ('a' - 'A') : unit; }
+};
+
+/// Header fields by name: raw octets, unfolded. A repeated field is one entry, its values joined
+/// by LF; the name keeps the spelling of its first occurrence.
+using HeaderMap = std::map<Zeb_String, std::string, CaseInsensitiveLess>;

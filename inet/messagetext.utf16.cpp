@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+// Sections: reading it all, lines that may be delimiters, texts, the measures of a text.
+#include "inet/messagetext.utf16.h"
+
+#include <algorithm>
+
+// ==== reading it all
+
+std::size_t atHand(std::streambuf& source) {
+    constexpr std::streamsize most = 64 << 20;  // it may be mistaken
+    return static_cast<std::size_t>(std::clamp<std::streamsize>(source.in_avail(), 0, most));
+}
+
+std::string readAll(std::streambuf& source, std::size_t blockSize, std::size_t expected) {
+    std::string octets;
+    octets.reserve(expected);
+    char block[4 * readBlockSize];
+    std::size_t count = 0;
+    do {
+        count =
+            static_cast<std::size_t>(source.sgetn(block, static_cast<std::streamsize>(blockSize)));
+        octets.append(block, count);
+    } while (count == blockSize || count % readBlockSize != 0);
+    if (octets.capacity() > 2 * expected) octets.shrink_to_fit();
+    return octets;
+}
+
+bool readAhead(std::streambuf& source, std::size_t most, std::string& octets) {
+    char block[readBlockSize];
+    while (octets.size() <= most) {
+        const auto count = static_cast<std::size_t>(source.sgetn(block, sizeof block));
+        if (count == 0) return true;
+        octets.append(block, count);
+    }
+    return false;
+}
+
+// ==== lines that may be delimiters
+
+namespace {
+
+constexpr std::string_view delimiterStart = "\n--";
+
+}  // namespace
+
+DelimiterLines::DelimiterLines(std::string_view text) : text_(text) {
+    constexpr std::size_t most = 32768;
+    std::size_t place = text.find(delimiterStart);
+    for (; place != std::string_view::npos; place = text.find(delimiterStart, place + 1)) {
+        isComplete_ = places_.size() < most;
+        if (!isComplete_) break;
+        places_.push_back(place);
+    }
+    if (!isComplete_) places_.clear();
+}
+
+const char* DelimiterLines::find(std::string_view stretch, std::string_view line) const {
+    if (!isComplete_) {
+        const std::size_t found = stretch.find(line);
+        return found == std::string_view::npos ? nullptr : stretch.data() + found;
+    }
+    const auto first = static_cast<std::size_t>(stretch.data() - text_.data());
+    const auto from = std::lower_bound(places_.begin(), places_.end(), first);
+    for (auto place = from; place != places_.end(); ++place) {
+        if (*place - first >= stretch.size()) break;
+        if (stretch.substr(*place - first).starts_with(line)) return text_.data() + *place;
+    }
+    return nullptr;
+}
+
+// ==== texts
+
+TextSource::TextSource(std::string_view text) : TextSource(nullptr, text, {}) {}
+
+TextSource::TextSource(TextSource& outer) : TextSource(&outer, outer.rest(), {}) {}
+
+TextSource::TextSource(TextSource& outer, std::string_view delimiter, FirstLineFeed first)
+    : TextSource(&outer, outer.rest(), delimiter) {
+    std::string_view text = outer.rest();
+    const std::string_view line = delimiter.substr(1);
+    if (first == FirstLineFeed::IsText && text.starts_with('\n')) text.remove_prefix(1);
+    if (text.data() == begin_ &&
+        text.starts_with(line.substr(1))) {  // at the very start it needs no line end
+        end_ = begin_;
+        next_ = begin_ + line.size() - 1;
+    } else if (const char* const found = outer.lines().find(text, line)) {
+        end_ = found > begin_ && found[-1] == '\r' ? found - 1 : found;
+        next_ = found + line.size();
+    }
+}
+
+TextSource::TextSource(TextSource* outer, std::string_view text, std::string_view delimiter)
+    : outer_(outer), begin_(text.data()), end_(text.data() + text.size()), delimiter_(delimiter) {
+    moveTo({begin_, false});
+}
+
+TextSource::~TextSource() = default;
+
+const DelimiterLines& TextSource::lines() {
+    if (outer_ != nullptr) return outer_->lines();
+    if (!lines_) lines_ = std::make_unique<DelimiterLines>(std::string_view(begin_, size()));
+    return *lines_;
+}
+
+TextSource::int_type TextSource::underflow() {
+    if (gptr() == end_) isEndSeen_ = true;
+    moveTo({gptr(), true});
+    return gptr() == end_ ? traits_type::eof() : traits_type::to_int_type(*gptr());
+}
+
+void TextSource::take(std::size_t count) { moveTo({gptr() + count, false}); }
+
+void TextSource::takeRest() {
+    take(rest().size());
+    sgetc();
+}
+
+void TextSource::leave() {
+    if (outer_ == nullptr) return;
+    outer_->moveTo(isEndSeen_ ? outerEnd() : placeInOuter(gptr()));
+}
+
+// ==== the measures of a text
+
+/// Blocks that have been asked for when all octets in front of `place` have been handed on.
+std::size_t TextSource::blocksTo(const ReadingPlace& place) const {
+    const auto offset = static_cast<std::size_t>(place.at - begin_);
+    return (offset + (place.isPeeked ? readBlockSize : readBlockSize - 1)) / readBlockSize;
+}
+
+const char* TextSource::endOfBlocks(std::size_t count) const {
+    return begin_ + std::min(count * readBlockSize, size());
+}
+
+void TextSource::moveTo(const ReadingPlace& place) {
+    blocks_ = std::max(blocks_, blocksTo(place));
+    char* const begin = const_cast<char*>(begin_);  // never written to
+    setg(begin, begin + (place.at - begin_), begin + (endOfBlocks(blocks_) - begin_));
+}
+
+/// Where the outer text stands when this part has ended.
+ReadingPlace TextSource::outerEnd() const {
+    return next_ != nullptr ? ReadingPlace{next_, false} : ReadingPlace{end_, true};
+}
+
+/// Where the outer text stands when all octets in front of `at` have been handed on: further on
+/// when they end in what looked like a delimiter.
+ReadingPlace TextSource::placeInOuter(const char* at) const {
+    if (delimiter_.empty()) return {at, false};
+    const char* const first =
+        at - std::min<std::ptrdiff_t>(at - begin_, static_cast<std::ptrdiff_t>(delimiter_.size()));
+    const auto isLineEnd = [](char c) { return c == '\r' || c == '\n'; };
+    const char* start = at;
+    while (start > first && !isLineEnd(start[-1])) --start;
+    std::string_view wanted = delimiter_;
+    if (start == first) {
+        if (first > begin_ || at == begin_) return {at, false};
+        wanted.remove_prefix(2);  // as if a line end stood in front of the part
+    } else if (start[-1] == '\r') {
+        --start;
+    } else {
+        const bool hasReturn = start - begin_ >= 2 && start[-2] == '\r';
+        start -= hasReturn ? 2 : 1;
+        if (!hasReturn) wanted.remove_prefix(1);
+    }
+    const char* const differs = std::mismatch(start, end_, wanted.begin(), wanted.end()).first;
+    return differs >= at ? ReadingPlace{differs, true} : ReadingPlace{at, false};
+}
+
+TextSource::Meter TextSource::meter(const std::optional<ReadingPlace>& inner) const {
+    const std::size_t blocks = inner ? std::max(blocks_, blocksTo(*inner)) : blocks_;
+    const char* const end = endOfBlocks(blocks);
+    Meter meter{static_cast<unsigned long long>(end - begin_),
+                static_cast<unsigned long long>(end - (inner ? inner->at : gptr())), std::nullopt};
+    if (outer_ == nullptr) return meter;
+    const bool isEnded = blocks * readBlockSize > size();
+    meter.below = isEnded ? outerEnd() : placeInOuter(end);
+    return meter;
+}
