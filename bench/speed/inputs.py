@@ -245,7 +245,8 @@ def siblings(scale):
     for _ in range(int(100000 * scale)):
         message.entities += 1
         message.add("text", b"x")
-        parts.append(([b"Content-Type: text/plain"], b"x"))
+        parts.append(([b"Content-Type: text/plain; charset=utf-8",
+                       b"Content-Transfer-Encoding: 7bit"], b"x"))
     return joined([message.whole(*message.multipart(b"mixed", b"b", *parts))])
 
 
