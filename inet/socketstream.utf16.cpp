@@ -153,8 +153,8 @@ int connectTo(const addrinfo& address, int& error) {
     return descriptor;
 }
 
-/// A put buffer goes out in one segment; without this, each second one would wait for the
-/// acknowledgement of the first.
+/// What is synchronised goes out; without this, it would wait for the acknowledgement of what went
+/// before.
 void sendAtOnce(int descriptor) {
     const int on = 1;
     setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -298,7 +298,7 @@ int socketbuf::sync() { return send_output(true) ? 0 : -1; }
 
 socketbuf::int_type socketbuf::overflow(int_type c) {
     if (c == endOfFile) return 0;
-    if (!send_output(false)) return endOfFile;
+    if (!sendPending(MSG_MORE)) return endOfFile;  // at least `c` follows
     if (pbase() == nullptr) {
         if (!putBuffer_) putBuffer_ = std::make_unique<char[]>(bufferSize);
         setp(putBuffer_.get(), putBuffer_.get() + bufferSize);
@@ -309,13 +309,15 @@ socketbuf::int_type socketbuf::overflow(int_type c) {
     return c;
 }
 
-bool socketbuf::send_output(bool /*unused*/) {
+bool socketbuf::send_output(bool /*unused*/) { return sendPending(0); }
+
+bool socketbuf::sendPending(int flags) {
     if (pptr() == pbase()) return true;
     const auto length = static_cast<std::size_t>(pptr() - pbase());
-    ssize_t sent = sendWithRoom(length);
+    ssize_t sent = sendWithRoom(length, flags);
     while (sent == -1 && WSAGetLastError() == EAGAIN) {
         if (!wait_readwrite(false)) return false;
-        sent = sendWithRoom(length);
+        sent = sendWithRoom(length, flags);
     }
     if (sent == -1) raiseSendFailure(WSAGetLastError());
     // A short send is a failure and is not resumed; kept.
@@ -327,7 +329,7 @@ bool socketbuf::send_output(bool /*unused*/) {
 /// Sends the first `length` octets of the put area. A non-blocking send into a nearly full socket
 /// would be a short one, time and again on a slow way: so one without room is not begun, and
 /// counts as one that would block.
-ssize_t socketbuf::sendWithRoom(std::size_t length) {
+ssize_t socketbuf::sendWithRoom(std::size_t length, int flags) {
     if (timeoutActive_) {
         if (sendsWithRoom_ == 0) sendsWithRoom_ = findRoom(descriptor_);
         if (sendsWithRoom_ == 0) {
@@ -336,7 +338,7 @@ ssize_t socketbuf::sendWithRoom(std::size_t length) {
         }
         --sendsWithRoom_;
     }
-    return send(descriptor_, pbase(), length, MSG_NOSIGNAL);
+    return send(descriptor_, pbase(), length, flags | MSG_NOSIGNAL);
 }
 
 void socketbuf::raiseSendFailure(int code) {

@@ -47,7 +47,8 @@ class VTINETLIB_API socket_error : public std::runtime_error {
 };
 
 /// Stream buffer over one socket, with a get and a put buffer of 1024 octets each, allocated on
-/// first use. Reading never disturbs pending output.
+/// first use. Reading never disturbs pending output. A full put buffer may wait in the system for
+/// the octets behind it, up to 0.2 seconds; what is synchronised (pubsync) goes out at once.
 class VTINETLIB_API socketbuf : public std::streambuf {
   public:
     socketbuf();
@@ -87,7 +88,8 @@ class VTINETLIB_API socketbuf : public std::streambuf {
 
   private:
     VTINETLIB_HIDDEN void closeSilently();
-    VTINETLIB_HIDDEN ssize_t sendWithRoom(std::size_t length);
+    VTINETLIB_HIDDEN bool sendPending(int flags);
+    VTINETLIB_HIDDEN ssize_t sendWithRoom(std::size_t length, int flags);
     [[noreturn]] VTINETLIB_HIDDEN void raiseSendFailure(int code);
 
     int descriptor_ = -1;

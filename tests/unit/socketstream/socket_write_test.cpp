@@ -10,9 +10,11 @@
 #include "tests/unit/socketstream/system_calls.h"
 
 using testing::AnyOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::Truly;
 
 namespace {
 
@@ -65,7 +67,22 @@ TEST(SocketWrite, raisesNoSignal) {
     ScriptedSend scripted({});
     scripted.write(counting(2000));
     scripted.buffer.pubsync();
-    EXPECT_THAT(scripted.flags, ElementsAre(MSG_NOSIGNAL, MSG_NOSIGNAL));
+    EXPECT_THAT(scripted.flags, Each(Truly([](int flags) { return (flags & MSG_NOSIGNAL) != 0; })));
+}
+
+TEST(SocketWrite, saysOfAllBlocksButTheLastThatMoreFollows) {
+    ScriptedSend scripted({});
+    scripted.write(counting(3000));
+    scripted.buffer.pubsync();
+    constexpr int more = MSG_NOSIGNAL | MSG_MORE;
+    EXPECT_THAT(scripted.flags, ElementsAre(more, more, MSG_NOSIGNAL));
+}
+
+TEST(SocketWrite, ofWholeBlocksOnlyDoesNotSayOfTheLastThatMoreFollows) {
+    ScriptedSend scripted({});
+    scripted.write(counting(2048));
+    scripted.buffer.pubsync();
+    EXPECT_THAT(scripted.flags, ElementsAre(MSG_NOSIGNAL | MSG_MORE, MSG_NOSIGNAL));
 }
 
 TEST(SocketWrite, allocatesItsBufferWithTheFirstOctet) {
