@@ -12,3 +12,6 @@
 /// number of blocks. Reads at most `digits` octets; writes at most `room`, some of them behind the
 /// decoded ones.
 std::size_t decodeBase64Blocks(const char* from, std::size_t digits, char* to, std::size_t room);
+
+/// Encodes groups of three octets when there are eight at least; else none. Returns their number.
+std::size_t encodeBase64Groups(const char* from, std::size_t groups, char* to);

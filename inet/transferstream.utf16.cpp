@@ -4,7 +4,8 @@
 // Sections: base64, quoted-printable, the choice between them, dot-stuffing, multipart boundaries.
 // underflow, uflow and overflow move one octet (base64: one group of three) at a time between the
 // caller and the wrapped buffer, and define what a filter does. xsgetn does the same in runs, as
-// far as the wrapped buffer has octets at hand, and leaves to them what is not plain.
+// far as the wrapped buffer has octets at hand, and leaves to them what is not plain. xsputn writes
+// in blocks; what a target refuses a part of is written again octet by octet.
 #include "inet/transferstream.utf16.h"
 
 #include <algorithm>
@@ -104,6 +105,32 @@ std::streamsize readInRuns(std::streambuf& buffer, char* to, std::streamsize cou
     return done;
 }
 
+/// Stands for a target that has refused a part of a block, while that is written again octet by
+/// octet: what the target took it takes once more, it refuses the next octet, and passes on the
+/// rest.
+class RefusedBlock : public std::streambuf {
+  public:
+    /// Replaces `target` while it lives.
+    RefusedBlock(std::streambuf*& target, std::streamsize taken)
+        : place_(target), target_(target), taken_(taken) {
+        place_ = this;
+    }
+    ~RefusedBlock() override { place_ = target_; }
+    RefusedBlock(const RefusedBlock&) = delete;
+    RefusedBlock& operator=(const RefusedBlock&) = delete;
+
+  protected:
+    int_type overflow(int_type ch) override {
+        if (taken_ >= 0) return --taken_ >= 0 ? ch : endOfFile;
+        return target_->sputc(Traits::to_char_type(ch));
+    }
+
+  private:
+    std::streambuf*& place_;
+    std::streambuf* const target_;
+    std::streamsize taken_;  // octets to take, below 0 when one has been refused
+};
+
 }  // namespace
 
 // ==== base64
@@ -195,6 +222,43 @@ Run decodeGroups(std::string_view octets, char* to, std::size_t room) {
     return all;
 }
 
+/// The digits of a group of `count` octets, padded.
+void putDigits(const char* group, std::ptrdiff_t count, char* to) {
+    unsigned bits = 0;
+    for (int i = 0; i < 3; ++i)
+        bits = bits << 8 | (i < count ? static_cast<unsigned char>(group[i]) : 0U);
+    for (int i = 0; i < 4; ++i)
+        to[i] = i > count ? '=' : base64Alphabet[bits >> (18 - 6 * i) & 0x3F];
+}
+
+/// Encodes whole groups; returns the end of their digits.
+char* encodeGroups(const char* from, std::size_t groups, char* to) {
+    for (std::size_t i = encodeBase64Groups(from, groups, to); i < groups; ++i)
+        putDigits(from + 3 * i, 3, to + 4 * i);
+    return to + 4 * groups;
+}
+
+/// Encodes whole groups in lines, of which the first has digits up to `column` already; returns the
+/// end of the text.
+char* encodeLines(const char* from, std::size_t groups, int& column, char* to) {
+    while (groups > 0) {
+        if (column > base64LastGroupColumn) {
+            to = std::copy_n("\r\n", 2, to);
+            column = 0;
+        }
+        const auto space = static_cast<std::size_t>(base64LastGroupColumn - column) / 4 + 1;
+        const std::size_t inLine = std::min(groups, space);
+        to = encodeGroups(from, inLine, to);
+        from += 3 * inLine;
+        groups -= inLine;
+        column += static_cast<int>(4 * inLine);
+    }
+    return to;
+}
+
+/// Groups written at once, 48 lines of 76 digits.
+constexpr std::streamsize groupsInBlock = 48 * 19;
+
 }  // namespace
 
 base64buf::base64buf(std::streambuf* target, bool encodedWord)
@@ -213,13 +277,10 @@ bool base64buf::send_output(bool) {
         if (!writeText(target_, "\r\n")) return false;
         column_ = 0;
     }
-    unsigned bits = 0;
-    for (int i = 0; i < 3; ++i)
-        bits = bits << 8 | (i < count ? static_cast<unsigned char>(pbase()[i]) : 0U);
-    for (int i = 0; i < 4; ++i) {
-        const char digit = i > count ? '=' : base64Alphabet[bits >> (18 - 6 * i) & 0x3F];
+    char digits[4];
+    putDigits(pbase(), count, digits);
+    for (const char digit : digits)
         if (!writeChar(target_, digit)) return false;
-    }
     column_ += 4;
     setp(putArea_, putArea_ + sizeof putArea_);
     return true;
@@ -231,6 +292,40 @@ base64buf::int_type base64buf::overflow(int_type ch) {
     *pptr() = Traits::to_char_type(ch);
     pbump(1);
     return ch;
+}
+
+std::streamsize base64buf::xsputn(const char* from, std::streamsize count) {
+    std::streamsize done = std::streambuf::xsputn(from, std::min(count, epptr() - pptr()));
+    while (count - done >= 3) {
+        const std::streamsize groups = std::min((count - done) / 3, groupsInBlock);
+        const std::streamsize taken = writeGroups(from + done, groups);
+        done += taken;
+        if (taken < 3 * groups) return done;
+    }
+    return done + std::streambuf::xsputn(from + done, count - done);
+}
+
+/// With a group pending: writes that and those at `from` but the last, which is then pending.
+/// Returns how many octets are taken.
+std::streamsize base64buf::writeGroups(const char* from, std::streamsize groups) {
+    char block[groupsInBlock / 19 * 78 + 78];
+    const auto others = static_cast<std::size_t>(groups - 1);
+    int column = column_;
+    char* end = block;
+    if (encodedWord_) {
+        end = encodeGroups(from, others, encodeGroups(pbase(), 1, end));
+        column += static_cast<int>(4 * groups);
+    } else {
+        end = encodeLines(from, others, column, encodeLines(pbase(), 1, column, end));
+    }
+    const std::streamsize taken = target_->sputn(block, end - block);
+    if (taken < end - block) {
+        const RefusedBlock refused(target_, taken);
+        return std::streambuf::xsputn(from, 3 * groups);
+    }
+    column_ = column;
+    std::copy_n(from + 3 * others, 3, pbase());
+    return 3 * groups;
 }
 
 int base64buf::sync() {
@@ -317,6 +412,88 @@ constexpr std::array<signed char, 256> makeHexValues() {
 }
 
 constexpr std::array<signed char, 256> hexValues = makeHexValues();
+
+/// Copies the literals that `octets` begin with, at most `most`, and returns how many they are. Up
+/// to 15 octets behind them are overwritten.
+std::size_t copyLiterals(std::string_view octets, std::size_t most, char* to) {
+    constexpr std::size_t step = 16;
+    std::size_t done = 0;
+    for (; done < most && done + step <= octets.size(); done += step) {
+        std::memcpy(to + done, octets.data() + done, step);
+        if (const unsigned escaped = escapedMask(octets.data() + done))
+            return std::min(done + static_cast<std::size_t>(std::countr_zero(escaped)), most);
+    }
+    const std::size_t end = std::min(octets.size(), most);
+    for (; done < end && isLiteral(Traits::to_int_type(octets[done])); ++done)
+        to[done] = octets[done];
+    return std::min(done, most);
+}
+
+/// Encodes as quotedprintablebuf::overflow does, into a block that refuses nothing.
+class BlockEncoder {
+  public:
+    /// So many octets a block has room for: each may become a soft break and an escape.
+    static constexpr std::size_t mostOctets = 1024;
+
+    BlockEncoder(int column, int previous) : column_(column), previous_(previous) {}
+    void encode(std::string_view octets);
+    int column() const { return column_; }
+    int previous() const { return previous_; }
+    std::string_view text() const { return {block_, static_cast<std::size_t>(end_ - block_)}; }
+
+  private:
+    std::size_t encodeLiterals(std::string_view octets);
+    void encodeEscape(int octet);
+    void breakLine(std::string_view lineEnd);
+
+    int column_;
+    int previous_;
+    char block_[6 * mostOctets + 6 + 15];  // a return held back before, and what copyLiterals wants
+    char* end_ = block_;
+};
+
+void BlockEncoder::encode(std::string_view octets) {
+    while (!octets.empty()) {
+        const int octet = Traits::to_int_type(octets[0]);
+        const bool isLineEnd = octet == '\n' && previous_ == carriageReturn;
+        const bool isBehindSpace = previous_ == ' ' || previous_ == '\t';
+        std::size_t count = 1;
+        if (previous_ == carriageReturn && !isLineEnd) encodeEscape(carriageReturn);
+        if (isLineEnd)
+            breakLine("\r\n");
+        else if (octet == carriageReturn && isBehindSpace)
+            breakLine("=\r\n");
+        else if (isLiteral(octet))
+            count = encodeLiterals(octets);
+        else if (octet != carriageReturn)
+            encodeEscape(octet);
+        previous_ = Traits::to_int_type(octets[count - 1]);
+        octets.remove_prefix(count);
+    }
+}
+
+/// Encodes what has room on the line; returns how many octets that are.
+std::size_t BlockEncoder::encodeLiterals(std::string_view octets) {
+    if (column_ >= longestLine) breakLine("=\r\n");
+    const auto space = static_cast<std::size_t>(longestLine - column_);
+    const std::size_t count = copyLiterals(octets, space, end_);
+    end_ += count;
+    column_ += static_cast<int>(count);
+    return count;
+}
+
+void BlockEncoder::encodeEscape(int octet) {
+    if (column_ + 3 > longestLine) breakLine("=\r\n");
+    *end_++ = '=';
+    *end_++ = hexchars[octet >> 4 & 0xF];
+    *end_++ = hexchars[octet & 0xF];
+    column_ += 3;
+}
+
+void BlockEncoder::breakLine(std::string_view lineEnd) {
+    end_ = std::copy(lineEnd.begin(), lineEnd.end(), end_);
+    column_ = 0;
+}
 
 /// The value of an upper-case hexadecimal digit, or -1.
 int hexValue(int octet) {
@@ -411,6 +588,34 @@ quotedprintablebuf::int_type quotedprintablebuf::overflow(int_type ch) {
     checkSpace(1);
     ++column_;
     return target_->sputc(Traits::to_char_type(ch));
+}
+
+std::streamsize quotedprintablebuf::xsputn(const char* from, std::streamsize count) {
+    if (headerMode_) return std::streambuf::xsputn(from, count);
+    constexpr std::streamsize most = BlockEncoder::mostOctets;
+    std::streamsize done = 0;
+    while (done < count) {
+        const std::streamsize wanted = std::min(count - done, most);
+        const std::streamsize taken = writeBlock(from + done, wanted);
+        done += taken;
+        if (taken < wanted) break;
+    }
+    return done;
+}
+
+/// Returns how many octets are taken.
+std::streamsize quotedprintablebuf::writeBlock(const char* from, std::streamsize count) {
+    BlockEncoder block(column_, previous_);
+    block.encode({from, static_cast<std::size_t>(count)});
+    const auto length = static_cast<std::streamsize>(block.text().size());
+    const std::streamsize taken = target_->sputn(block.text().data(), length);
+    if (taken < length) {
+        const RefusedBlock refused(target_, taken);
+        return std::streambuf::xsputn(from, count);
+    }
+    column_ = block.column();
+    previous_ = block.previous();
+    return count;
 }
 
 quotedprintablebuf::int_type quotedprintablebuf::writeHeaderOctet(int_type ch) {
@@ -538,6 +743,39 @@ dotstuffingbuf::dotstuffingbuf(std::streambuf* target) : target_(target) {}
 dotstuffingbuf::~dotstuffingbuf() = default;
 
 void dotstuffingbuf::imbue(const std::locale& locale) { std::streambuf::imbue(locale); }
+
+namespace {
+
+/// The front of `octets` up to a line feed that a dot follows, that line feed included.
+std::string_view beforeLineDot(std::string_view octets) {
+    for (std::size_t at = 0; (at = octets.find('\n', at)) != std::string_view::npos;)
+        if (octets.substr(++at).starts_with('.')) return octets.substr(0, at);
+    return octets;
+}
+
+}  // namespace
+
+std::streamsize dotstuffingbuf::xsputn(const char* from, std::streamsize count) {
+    std::streamsize done = 0;
+    while (done < count) {
+        std::string_view octets(from + done, static_cast<std::size_t>(count - done));
+        if (writeAtLineStart_ && octets[0] == '.') {
+            if (overflow('.') == endOfFile) break;
+            ++done;
+            continue;
+        }
+        octets = beforeLineDot(octets);
+        const auto length = static_cast<std::streamsize>(octets.size());
+        const std::streamsize taken = target_->sputn(octets.data(), length);
+        if (taken < length) {
+            const RefusedBlock refused(target_, taken);
+            return done + std::streambuf::xsputn(octets.data(), length);
+        }
+        writeAtLineStart_ = octets.ends_with('\n');
+        done += length;
+    }
+    return done;
+}
 
 dotstuffingbuf::int_type dotstuffingbuf::overflow(int_type ch) {
     if (ch == endOfFile) return nothingWritten;

@@ -41,9 +41,11 @@ class VTINETLIB_API base64buf : public std::streambuf {
     int_type overflow(int_type ch) override;
     int_type underflow() override;
     std::streamsize xsgetn(char* to, std::streamsize count) override;
+    std::streamsize xsputn(const char* from, std::streamsize count) override;
 
   private:
     VTINETLIB_HIDDEN std::size_t decodeAtHand(char* to, std::size_t room);
+    VTINETLIB_HIDDEN std::streamsize writeGroups(const char* from, std::streamsize groups);
 
     std::streambuf* target_;
     bool encodedWord_;
@@ -76,9 +78,11 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     int_type overflow(int_type ch) override;
     int_type underflow() override;
     std::streamsize xsgetn(char* to, std::streamsize count) override;
+    std::streamsize xsputn(const char* from, std::streamsize count) override;
 
   private:
     VTINETLIB_HIDDEN std::size_t decodeAtHand(char* to, std::size_t room);
+    VTINETLIB_HIDDEN std::streamsize writeBlock(const char* from, std::streamsize count);
     VTINETLIB_HIDDEN int_type writeHeaderOctet(int_type ch);
     VTINETLIB_HIDDEN int_type writeLineFeed();
     VTINETLIB_HIDDEN bool writePendingReturn();
@@ -117,6 +121,7 @@ class VTINETLIB_API dotstuffingbuf : public std::streambuf {
     int_type underflow() override;
     int_type uflow() override;
     int_type overflow(int_type ch) override;
+    std::streamsize xsputn(const char* from, std::streamsize count) override;
 
   private:
     std::streambuf* target_;

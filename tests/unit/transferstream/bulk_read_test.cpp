@@ -181,7 +181,7 @@ std::string randomPieces(std::mt19937& random, const std::vector<std::string>& p
     return text;
 }
 
-constexpr int texts = isSanitized ? 1000 : 4000;
+constexpr int texts = isSanitized ? 500 : 2000;
 
 void expectAlike(const std::vector<std::string>& stacks, const std::vector<std::string>& pieces) {
     std::mt19937 random(20);
