@@ -4,11 +4,13 @@
 
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "host/host.h"
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/failure.h"
+#include "tools/vtmail/json_line.h"
 #include "tools/vtmail/mail_settings.h"
 #include "tools/vtmail/text.h"
 
@@ -17,6 +19,7 @@ namespace {
 struct SettingsArguments {
     std::string key;
     std::string value;
+    bool wantsJson = false;
 };
 
 std::string listOfKeys() {
@@ -45,16 +48,28 @@ void checkValue(const Zeb_String& key, const Zeb_String& value, const std::strin
         throw Failure(EX_USAGE, toUtf8(key) + " has to be one line");
 }
 
-void list() {
+void list(bool wantsJson) {
     std::string lines;
-    for (const auto& key : mail_settings::keys)
-        lines += toUtf8(key.name) + " = " + Printable(mail_settings::get(key.name)) + "\n";
-    std::cout << lines;
+    nlohmann::json all = {{"path", mail_settings::path()}};
+    for (const auto& key : mail_settings::keys) {
+        const Zeb_String value = mail_settings::get(key.name);
+        lines += toUtf8(key.name) + " = " + Printable(value) + "\n";
+        all["settings"][toUtf8(key.name)] = toUtf8(value);
+    }
+    std::cout << (wantsJson ? jsonLine(all) + "\n" : lines);
 }
 
-void get(const std::string& name) {
-    const Zeb_String value = mail_settings::get(knownKey(name));
-    std::cout << (isatty(STDOUT_FILENO) != 0 ? Printable(value) : toUtf8(value)) << "\n";
+void get(const SettingsArguments& arguments) {
+    const Zeb_String value = mail_settings::get(knownKey(arguments.key));
+    if (arguments.wantsJson)
+        std::cout << jsonLine({{"key", arguments.key}, {"value", toUtf8(value)}}) << "\n";
+    else
+        std::cout << (isatty(STDOUT_FILENO) != 0 ? Printable(value) : toUtf8(value)) << "\n";
+}
+
+void printPath(bool wantsJson) {
+    const std::string path = mail_settings::path();
+    std::cout << (wantsJson ? jsonLine({{"path", path}}) : path) << "\n";
 }
 
 void set(const SettingsArguments& arguments) {
@@ -72,18 +87,24 @@ void addSettingsCommand(CLI::App& program) {
     settings->require_subcommand(1);
     settings->footer("Settings:" + listOfKeys());
 
-    settings->add_subcommand("list", "show all settings")->callback(list);
+    const auto addJson = [arguments](CLI::App* command) {
+        command->add_flag("--json", arguments->wantsJson, "print it as JSON");
+    };
+    CLI::App* all = settings->add_subcommand("list", "show all settings");
+    addJson(all);
+    all->callback([arguments] { list(arguments->wantsJson); });
 
     CLI::App* getOne = settings->add_subcommand("get", "print the value of one setting");
     getOne->add_option("KEY", arguments->key, "name of the setting")->required();
-    getOne->callback([arguments] { get(arguments->key); });
+    addJson(getOne);
+    getOne->callback([arguments] { get(*arguments); });
 
     CLI::App* setOne = settings->add_subcommand("set", "store the value of one setting");
     setOne->add_option("KEY", arguments->key, "name of the setting")->required();
     setOne->add_option("VALUE", arguments->value, "its value, UTF-8, one line")->required();
     setOne->callback([arguments] { set(*arguments); });
 
-    settings->add_subcommand("path", "print the path of the settings file")->callback([] {
-        std::cout << mail_settings::path() << "\n";
-    });
+    CLI::App* path = settings->add_subcommand("path", "print the path of the settings file");
+    addJson(path);
+    path->callback([arguments] { printPath(arguments->wantsJson); });
 }

@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "tests/unit/host/child_process.h"
+#include "tests/unit/vtmail/json_schema.h"
 #include "tests/unit/vtmail/program.h"
 
 namespace {
@@ -56,6 +57,36 @@ TEST_F(Settings, ListShowsAllInTheirOrder) {
 
 TEST_F(Settings, PathNamesTheFile) {
     EXPECT_EQ(vtmail({"settings", "path"}).out, folder().file().string() + "\n");
+}
+
+TEST_F(Settings, ForProgramsTheListIsOneObject) {
+    folder().setOctets("SMTPHost = mail.x\nRealName = \"Zoë \\\"\\u{1B}\"\n");
+    const Outcome run = vtmail({"settings", "list", "--json"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, "{\"path\":\"" + folder().file().string() +
+                           "\",\"settings\":{\"Charset\":\"\",\"RealName\":\"Zo\\u00eb "
+                           "\\\"\\u001b\",\"ReplyTo\":\"\",\"SMTPHost\":\"mail.x\","
+                           "\"SendActive\":\"\"}}\n");
+    EXPECT_EQ(differencesFromSchema("settingsList", run.out), "");
+}
+
+TEST_F(Settings, ForProgramsAValueHasItsName) {
+    folder().setOctets("SMTPHost = mail.x\n");
+    const Outcome run = vtmail({"settings", "get", "SMTPHost", "--json"});
+    EXPECT_EQ(run.out, "{\"key\":\"SMTPHost\",\"value\":\"mail.x\"}\n");
+    EXPECT_EQ(differencesFromSchema("settingsGet", run.out), "");
+}
+
+TEST_F(Settings, ForProgramsThePathIsAnObject) {
+    const Outcome run = vtmail({"settings", "path", "--json"});
+    EXPECT_EQ(run.out, "{\"path\":\"" + folder().file().string() + "\"}\n");
+    EXPECT_EQ(differencesFromSchema("settingsPath", run.out), "");
+}
+
+TEST_F(Settings, WhatFailsPrintsNoJson) {
+    folder().setOctets("rubbish\n");
+    expectFailure({"settings", "list", "--json"}, EX_CONFIG, "SendMail.conf:1");
+    expectFailure({"settings", "get", "Host", "--json"}, EX_USAGE, "no setting is named Host");
 }
 
 TEST_F(Settings, AnUnknownNameIsAUsageError) {
@@ -130,6 +161,22 @@ TEST_F(Settings, AReaderThatHasGoneIsAnErrorAndNoSignal) {
         vtmail({"settings", "list"}, {}, [out = ends[1]] { dup2(out, STDOUT_FILENO); });
     close(ends[1]);
     EXPECT_EQ(run.exitCode, EX_IOERR);
+}
+
+// ---- the judge of JSON
+
+TEST(JsonSchema, NamesWhatDiffers) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"{", "no JSON"},
+        {"[]", "$: type"},
+        {"{}", "required value"},
+        {R"({"key":"a","value":1})", "$.value: type"},
+        {R"({"key":"a","value":"b","more":1})", "no more"},
+    };
+    for (const auto& [text, words] : rows)
+        EXPECT_THAT(differencesFromSchema("settingsGet", text), HasSubstr(words)) << text;
+    EXPECT_EQ(differencesFromSchema("settingsGet", R"({"key":"a","value":"b"})"), "");
+    EXPECT_THAT(differencesFromSchema("headers", R"({"a":["b"],"c":[1]})"), HasSubstr("$.c[0]"));
 }
 
 // ---- the program as such

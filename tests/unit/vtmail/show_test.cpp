@@ -18,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/unit/host/child_process.h"
+#include "tests/unit/vtmail/json_schema.h"
 #include "tests/unit/vtmail/program.h"
 
 namespace {
@@ -477,11 +478,14 @@ TEST(ShowJson, ThereAreHeadersAddressesAndTree) {
         "defects": [],
         "defectCount": 0})");
     EXPECT_EQ(json::parse(run.out), expected) << run.out;
+    EXPECT_EQ(differencesFromSchema("show", run.out), "");
 }
 
 TEST(ShowJson, DefectsHaveKindEntityOffsetAndDescription) {
     const std::string mail = "Content-Type: multipart/mixed; boundary=b\n\n--b\n\ncut";
-    const json all = json::parse(show(mail, {"--json"}).out);
+    const Outcome run = show(mail, {"--json"});
+    EXPECT_EQ(differencesFromSchema("show", run.out), "");
+    const json all = json::parse(run.out);
     EXPECT_EQ(all["defectCount"], 1);
     const json& defect = all["defects"].at(0);
     EXPECT_EQ(defect["kind"], "unclosedMultipart");
@@ -502,8 +506,11 @@ TEST(ShowJson, EachKindOfDefectHasItsName) {
         {repeated("Content-Type: message/rfc822\n\n", 200), "tooDeep"},
         {mixed(std::vector<std::string>(20001, "\n")), "tooManyEntities"},
     };
-    for (const auto& [mail, kind] : rows)
-        EXPECT_EQ(json::parse(show(mail, {"--json"}).out)["defects"].at(0)["kind"], kind);
+    for (const auto& [mail, kind] : rows) {
+        const Outcome run = show(mail, {"--json"});
+        EXPECT_EQ(json::parse(run.out)["defects"].at(0)["kind"], kind);
+        EXPECT_EQ(differencesFromSchema("show", run.out), "");
+    }
 }
 
 TEST(ShowJson, OnlyAsciiIsWritten) {
