@@ -24,6 +24,7 @@ struct FetchArguments {
     std::string folder;
     bool deletes = false;
     bool isQuiet = false;
+    bool wantsJson = false;
 };
 
 std::string counted(int messages) {
@@ -53,20 +54,22 @@ class Refusals {
 /// One run over a mailbox.
 class Fetch {
   public:
-    Fetch(const FetchArguments& arguments, Mailbox& mailbox, MessageStore& store)
+    Fetch(const FetchArguments& arguments, Mailbox& mailbox, MessageStore& store,
+          Progress& progress)
         : arguments_(arguments),
           mailbox_(mailbox),
           store_(store),
-          count_(mailbox.count()),
-          progress_(Progress::fitting(arguments.isQuiet, arguments.mailbox.traces), count_) {}
+          progress_(progress),
+          count_(mailbox.count()) {}
 
     void run() {
+        progress_.begin(count_);
         for (int n = 1; n <= count_; ++n) {
             const bool isStored = store(n);
             if (isStored && arguments_.deletes) remove(n);
         }
         end();
-        progress_.finish();
+        progress_.finish(deleted_);
         if (refusals_.isAny())
             throw Failure(EX_UNAVAILABLE, shown(arguments_.mailbox.host) + ": " + refusals_.text());
     }
@@ -83,6 +86,7 @@ class Fetch {
             out.exceptions(std::ios::badbit);  // lets a full disk end the reading
             if (!mailbox_.retrieve(n, out)) {
                 refusals_.add("message " + std::to_string(n), mailbox_.words());
+                progress_.refused("refused", n, mailbox_.words());
                 return false;
             }
             const std::string path = file.keep().string();
@@ -97,10 +101,12 @@ class Fetch {
 
     void remove(int n) {
         try {
-            if (mailbox_.remove(n))
+            if (mailbox_.remove(n)) {
                 ++deleted_;
-            else
+            } else {
                 refusals_.add("to delete message " + std::to_string(n), mailbox_.words());
+                progress_.refused("notDeleted", n, mailbox_.words());
+            }
         } catch (const Failure& failure) {
             throw explained(failure, "");
         }
@@ -131,11 +137,11 @@ class Fetch {
     const FetchArguments& arguments_;
     Mailbox& mailbox_;
     MessageStore& store_;
+    Progress& progress_;
     int count_;
     int stored_ = 0;
     int deleted_ = 0;
     Refusals refusals_;
-    Progress progress_;
 };
 
 void check(const FetchArguments& arguments) {
@@ -152,7 +158,7 @@ void check(const FetchArguments& arguments) {
                                       " cannot be sent: a user name is ASCII on one line");
 }
 
-void fetch(const FetchArguments& arguments) {
+void fetch(const FetchArguments& arguments, Progress& progress) {
     check(arguments);
     const std::string password =
         readPassword(arguments.passwordFile, "Password of " + shown(arguments.user) + " at " +
@@ -162,7 +168,23 @@ void fetch(const FetchArguments& arguments) {
     removePartialFileAtEndSignals();
     Mailbox mailbox(arguments.mailbox);
     mailbox.logIn(arguments.user, password);
-    Fetch(arguments, mailbox, *store).run();
+    Fetch(arguments, mailbox, *store, progress).run();
+}
+
+Progress::Manner mannerOf(const FetchArguments& arguments) {
+    if (arguments.wantsJson) return Progress::Manner::Json;
+    return arguments.isQuiet ? Progress::Manner::Quiet : Progress::Manner::Text;
+}
+
+void fetchAndTell(const FetchArguments& arguments) {
+    Progress progress(mannerOf(arguments), arguments.mailbox.traces);
+    try {
+        fetch(arguments, progress);
+    } catch (const Failure& failure) {
+        progress.end(&failure);
+        throw;
+    }
+    progress.end(nullptr);
 }
 
 }  // namespace
@@ -182,7 +204,9 @@ void addFetchCommand(CLI::App& program) {
     command->add_option("--folder", arguments->folder, "store as .eml files into this folder")
         ->excludes(maildir);
     command->add_flag("--delete", arguments->deletes, "delete at the server what is stored");
-    command->add_flag("--quiet", arguments->isQuiet, "show no progress");
+    CLI::Option* quiet = command->add_flag("--quiet", arguments->isQuiet, "show no progress");
+    command->add_flag("--json", arguments->wantsJson, "print each step as a line of JSON")
+        ->excludes(quiet);
     command->add_option("--timeout", mailbox.timeout, "seconds that the server may take for a line")
         ->check(CLI::Range(1U, 86400U))
         ->capture_default_str();
@@ -192,5 +216,5 @@ void addFetchCommand(CLI::App& program) {
         ->needs(trace);
     command->footer(
         "The password comes from the file, else from VTMAIL_PASSWORD, else it is asked for.");
-    command->callback([arguments] { fetch(*arguments); });
+    command->callback([arguments] { fetchAndTell(*arguments); });
 }

@@ -23,11 +23,13 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <thread>
 
 #include "sandbox/server.h"
 #include "tests/support/private_network.h"
 #include "tests/unit/host/child_process.h"
+#include "tests/unit/vtmail/json_schema.h"
 #include "tests/unit/vtmail/program.h"
 #include "tests/unit/vtmail/terminal.h"
 
@@ -439,11 +441,17 @@ TEST_F(Fetch, TellsEachMessageInALine) {
 
 TEST_F(Fetch, QuietTellsNothing) { EXPECT_THAT(vtmail(intoFolder({"--quiet"})).out, IsEmpty()); }
 
+/// Runs with the terminal as standard output and stderr.
+Outcome runAt(const Terminal& terminal, const std::vector<std::string>& arguments) {
+    return vtmail(arguments, {}, [&] {
+        dup2(terminal.descriptor(), STDOUT_FILENO);
+        dup2(terminal.descriptor(), STDERR_FILENO);
+    });
+}
+
 TEST_F(Fetch, RewritesOneLineAtATerminal) {
     const Terminal terminal;
-    const Outcome run =
-        vtmail(intoFolder(), {}, [&] { dup2(terminal.descriptor(), STDOUT_FILENO); });
-    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(runAt(terminal, intoFolder()).exitCode, 0);
     const std::string screen = terminal.screenUpTo("40 octets\r\n");
     EXPECT_THAT(screen, StartsWith("\rmessage 1 of 2, "));
     EXPECT_THAT(screen, HasSubstr("B/s\x1B[K"));
@@ -453,10 +461,7 @@ TEST_F(Fetch, RewritesOneLineAtATerminal) {
 TEST_F(Fetch, TakesTheLineAwayBeforeItComplains) {
     on(Step::Retr, Reply::usual().cutAfter(30));
     const Terminal terminal;
-    vtmail(intoFolder(), {}, [&] {
-        dup2(terminal.descriptor(), STDOUT_FILENO);
-        dup2(terminal.descriptor(), STDERR_FILENO);
-    });
+    runAt(terminal, intoFolder());
     EXPECT_THAT(terminal.screenUpTo("stored\r\n"), HasSubstr("/s\x1B[K\r\x1B[Kvtmail: "));
 }
 
@@ -464,8 +469,25 @@ TEST_F(Fetch, TheLineFitsTheTerminal) {
     const Terminal terminal;
     const winsize size = {24, 12, 0, 0};
     ASSERT_EQ(ioctl(terminal.descriptor(), TIOCSWINSZ, &size), 0);
-    vtmail(intoFolder(), {}, [&] { dup2(terminal.descriptor(), STDOUT_FILENO); });
+    runAt(terminal, intoFolder());
     EXPECT_THAT(terminal.screenUpTo("octets\r\n"), StartsWith("\rmessage 1 o\x1B[K"));
+}
+
+TEST_F(Fetch, TheRewrittenLineIsNotInWhatAProgramReads) {
+    const std::vector<std::string> ways[] = {{}, {"--json"}};
+    for (const std::vector<std::string>& options : ways) {
+        const Terminal terminal;
+        const Outcome run =
+            vtmail(intoFolder(options), {}, [&] { dup2(terminal.descriptor(), STDERR_FILENO); });
+        EXPECT_THAT(run.out, AllOf(HasSubstr("message"), Not(HasSubstr("\x1B"))));
+        EXPECT_THAT(terminal.screenUpTo("\r\x1B[K"), StartsWith("\rmessage 1 of 2, "));
+    }
+}
+
+TEST_F(Fetch, WithJsonATerminalShowsNothingElse) {
+    const Terminal terminal;
+    runAt(terminal, intoFolder({"--json"}));
+    EXPECT_THAT(terminal.screenUpTo("\"end\""), StartsWith("{\"event\":\"stored\""));
 }
 
 TEST_F(Fetch, TraceMasksThePassword) {
@@ -494,6 +516,58 @@ TEST_F(Fetch, NoEscapeSequenceOfTheServerReachesTheTerminal) {
     const Outcome run = vtmail(intoFolder({"--trace"}));
     EXPECT_THAT(run.err, AllOf(HasSubstr("refused message 1 (\\x1B]0;x\\x07)"),
                                HasSubstr("POP3<--ERR \\x1B]0;x\\x07\n"), Not(HasSubstr("\x1B"))));
+}
+
+// ---- what is shown to programs
+
+/// The lines of `out`, each held against the schema.
+std::vector<std::string> eventsIn(const std::string& out) {
+    std::vector<std::string> lines;
+    std::istringstream in(out);
+    for (std::string line; std::getline(in, line); lines.push_back(line))
+        EXPECT_EQ(differencesFromSchema("fetchEvent", line), "");
+    return lines;
+}
+
+std::string storedEvent(int n, const fs::path& file) {
+    return R"({"event":"stored","file":")" + file.string() + R"(","message":)" + std::to_string(n) +
+           R"(,"octets":20})";
+}
+
+TEST_F(Fetch, EachStepIsAnEvent) {
+    const Outcome run = vtmail(intoFolder({"--json", "--delete"}));
+    EXPECT_THAT(eventsIn(run.out),
+                ElementsAre(storedEvent(1, folder() / "message-0001.eml"),
+                            storedEvent(2, folder() / "message-0002.eml"),
+                            R"({"deleted":2,"event":"end","messages":2,"octets":40,"stored":2})"));
+}
+
+TEST_F(Fetch, ARefusalIsAnEventAndTheFailureIsInTheLast) {
+    on(Step::Retr, Reply::say("-ERR broken\r\n"), {.argument = "1"});
+    on(Step::Dele, Reply::say("-ERR \x1B no\r\n"), {.argument = "2"});
+    const Outcome run = vtmail(intoFolder({"--json", "--delete"}));
+    EXPECT_EQ(run.exitCode, EX_UNAVAILABLE);
+    EXPECT_THAT(
+        eventsIn(run.out),
+        ElementsAre(R"({"event":"refused","message":1,"words":"broken"})",
+                    storedEvent(2, folder() / "message-0001.eml"),
+                    R"({"event":"notDeleted","message":2,"words":"\\x1B no"})",
+                    AllOf(StartsWith(R"({"deleted":0,"event":"end","failure":{"exitCode":69,)"),
+                          HasSubstr("refused message 1 (broken); to delete message 2 "))));
+}
+
+TEST_F(Fetch, WhatIsNotConfirmedIsNotDeleted) {
+    on(Step::Quit, Reply::close());
+    EXPECT_THAT(eventsIn(vtmail(intoFolder({"--json", "--delete"})).out).back(),
+                AllOf(StartsWith(R"({"deleted":0,"event":"end","failure":{"exitCode":75,)"),
+                      EndsWith(R"("messages":2,"octets":40,"stored":2})")));
+}
+
+TEST_F(Fetch, AFailureBeforeAnyMessageIsTheOnlyEvent) {
+    server_.on(Service::Pop3, Step::Greeting, Reply::close());
+    EXPECT_THAT(eventsIn(vtmail(intoFolder({"--json"})).out),
+                ElementsAre(AllOf(StartsWith(R"({"deleted":0,"event":"end","failure":)"),
+                                  EndsWith(R"("messages":0,"octets":0,"stored":0})"))));
 }
 
 // ---- refusals
