@@ -73,8 +73,8 @@ class DeliveryLog::Explanation {
             takeRecipient(exchange);
         } else if (command.starts_with("EHLO")) {
             ehlo_ = &exchange;  // HELO follows where it is refused
-        } else if (command == "QUIT") {
-            // Nothing can be lost any more.
+        } else if (command == "QUIT" || command == "RSET") {
+            // Nothing can be lost by these.
         } else if (exchange.isRefused()) {
             const bool isHelo = command.starts_with("HELO") && ehlo_ != nullptr;
             if (isHelo && ehlo_->code().empty()) takeRefusal(*ehlo_);
@@ -89,16 +89,16 @@ class DeliveryLog::Explanation {
         if (!isMessageSent_) return;
         isMessageSent_ = false;
         mayHaveArrived_ = accepted_ > 0 && !fault_.starts_with("send(");
-        takeFault(named("the message"));
+        takeFault(named("the message"), "message");
     }
 
-    Failure failure(const std::string& server) const {
+    DeliveryFailure failure(const std::string& server) const {
         std::string text = shown(server) + ": " + text_;
         if (text_.empty()) text += "the delivery failed for want of memory or descriptors";
         if (mayHaveArrived_) text += "; the mail may have arrived all the same";
         if (anybodyGotIt_) text += "; the others got the mail";
         if (!mayHaveArrived_ && !anybodyGotIt_) text += "; nobody got the mail";
-        return {exitCode_, text};
+        return {Failure(exitCode_, text), phase_, reply_};
     }
 
   private:
@@ -120,7 +120,8 @@ class DeliveryLog::Explanation {
         } else {
             const std::string address = exchange.command.substr(exchange.command.find(':') + 1);
             say("refused " + shown(address) + " (" + exchange.words() + ")");
-            setExitCode(exchange.code().starts_with('4') ? EX_TEMPFAIL : EX_NOUSER);
+            setReason(exchange.code().starts_with('4') ? EX_TEMPFAIL : EX_NOUSER, "rcpt",
+                      {exchange.code(), exchange.words()});
         }
     }
 
@@ -135,36 +136,52 @@ class DeliveryLog::Explanation {
         std::string step = shown(exchange.command);
         if (step.empty()) step = isAfterMessage ? "the message" : "the greeting";
         step = named(step);
+        const std::string phase = phaseOf(exchange.command, isAfterMessage);
+        const ServerReply reply = {exchange.code(), exchange.words()};
         if (!exchange.isComplete()) {
-            takeFault(step);
-        } else if (exchange.code().empty()) {
-            say("no valid reply to " + step + ": " + exchange.words());
-            setExitCode(EX_PROTOCOL);
+            takeFault(step, phase);
+        } else if (reply.code.empty()) {
+            say("no valid reply to " + step + ": " + reply.words);
+            setReason(EX_PROTOCOL, phase, reply);
         } else if (exchange.command != "DATA" || accepted_ > 0) {  // else the recipients were it
-            say("refused " + step + " (" + exchange.words() + ")");
-            setExitCode(exchange.code().starts_with('4') ? EX_TEMPFAIL : EX_UNAVAILABLE);
+            say("refused " + step + " (" + reply.words + ")");
+            setReason(reply.code.starts_with('4') ? EX_TEMPFAIL : EX_UNAVAILABLE, phase, reply);
         }
     }
 
-    void takeFault(const std::string& step) {
+    void takeFault(const std::string& step, const std::string& phase) {
         if (isLost_) return;
         isLost_ = true;
         say("at " + step + ", " + meaningOf(fault_));
-        setExitCode(EX_TEMPFAIL);
+        setReason(EX_TEMPFAIL, phase, {});
+    }
+
+    static std::string phaseOf(const std::string& command, bool isAfterMessage) {
+        if (command.empty()) return isAfterMessage ? "message" : "greeting";
+        std::string verb = command.substr(0, 4);
+        std::transform(verb.begin(), verb.end(), verb.begin(), [](char c) {
+            return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        });
+        return verb == "helo" ? "ehlo" : verb;
     }
 
     void say(const std::string& text) { text_ += (text_.empty() ? "" : "; ") + text; }
 
     /// The first one counts: what follows it is often its consequence.
-    void setExitCode(int code) {
-        if (!hasExitCode_) exitCode_ = code;
-        hasExitCode_ = true;
+    void setReason(int exitCode, const std::string& phase, const ServerReply& reply) {
+        if (hasReason_) return;
+        hasReason_ = true;
+        exitCode_ = exitCode;
+        phase_ = phase;
+        reply_ = reply;
     }
 
     std::string fault_;
     std::string text_;
     int exitCode_ = EX_TEMPFAIL;
-    bool hasExitCode_ = false;
+    std::string phase_;
+    ServerReply reply_;
+    bool hasReason_ = false;
     bool isLost_ = false;
     bool isMessageSent_ = false;  // and not answered yet
     bool mayHaveArrived_ = false;
@@ -174,7 +191,7 @@ class DeliveryLog::Explanation {
     const Exchange* ehlo_ = nullptr;
 };
 
-Failure DeliveryLog::explain(const std::string& server) const {
+DeliveryFailure DeliveryLog::explain(const std::string& server) const {
     if (!isConnected_) return explainConnecting(server);
     Explanation explanation(lastFault_);
     for (const Exchange& exchange : exchanges_) explanation.take(exchange);
@@ -182,13 +199,14 @@ Failure DeliveryLog::explain(const std::string& server) const {
     return explanation.failure(server);
 }
 
-Failure DeliveryLog::explainConnecting(const std::string& server) const {
+DeliveryFailure DeliveryLog::explainConnecting(const std::string& server) const {
     const int number = numberAtEnd(lastFault_);
     const std::string name = shown(server);
-    if (lastFault_.starts_with("getaddrinfo(")) return explainResolving(name, number);
+    if (lastFault_.starts_with("getaddrinfo(")) return {explainResolving(name, number), "resolve"};
     // Without a report it was an allocation that failed.
-    return {EX_TEMPFAIL, "cannot connect to " + name + ", port of the service smtp: " +
-                             std::strerror(number != 0 ? number : ENOMEM)};
+    return {Failure(EX_TEMPFAIL, "cannot connect to " + name + ", port of the service smtp: " +
+                                     std::strerror(number != 0 ? number : ENOMEM)),
+            "connect"};
 }
 
 /// `status` is the resolver's, or a positive one for a name that cannot be looked up.

@@ -6,15 +6,20 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/delivery.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/mail_settings.h"
+#include "tools/vtmail/outgoing_mail.h"
+#include "tools/vtmail/send_json.h"
 #include "tools/vtmail/text.h"
 
 namespace {
@@ -30,16 +35,11 @@ struct SendArguments {
     bool hasFrom = false;
     bool hasBody = false;
     bool hasFile = false;
+    bool isWholeMail = false;
     bool traces = false;
     bool isDryRun = false;
-};
-
-/// What the settings say, checked.
-struct Settings {
-    std::string server;
-    Zeb_String sender;
-    Zeb_String senderName;
-    Zeb_String charset;
+    bool wantsJson = false;
+    std::optional<LastPhase> lastPhase;
 };
 
 // ---- input
@@ -62,22 +62,49 @@ std::string readFile(const std::string& name) {
     return readAll(file, shown(name));
 }
 
-Zeb_String readBody(const SendArguments& arguments) {
-    if (arguments.hasBody) return fromUtf8(arguments.body, "--body");
-    if (arguments.hasFile) return fromUtf8(readFile(arguments.file), shown(arguments.file));
-    if (isatty(STDIN_FILENO) != 0)
-        std::cerr << "vtmail: type the text; Ctrl-D ends it" << std::endl;
-    return fromUtf8(readAll(std::cin, "standard input"), "standard input");
+/// What the user calls the file with the text or mail.
+std::string inputName(const SendArguments& arguments) {
+    return arguments.hasFile ? shown(arguments.file) : "standard input";
 }
 
-/// Refuses what could not stand in one line of the protocol, which the library leaves out.
-Zeb_String address(const std::string& octets, const std::string& what, int exitCode = EX_DATAERR) {
-    for (const char c : octets)
-        if (c == '\r' || c == '\n' || c == '\0' || static_cast<unsigned char>(c) >= 0x80)
-            throw Failure(exitCode, what + " " + shown(octets) +
-                                        " is no mail address: only ASCII on one line can be sent");
-    if (octets.empty()) throw Failure(exitCode, what + " is empty; give a mail address");
-    return fromUtf8(octets, what);
+std::string readInput(const SendArguments& arguments) {
+    if (arguments.hasFile) return readFile(arguments.file);
+    if (isatty(STDIN_FILENO) != 0)
+        std::cerr << "vtmail: type the " << (arguments.isWholeMail ? "mail" : "text")
+                  << "; Ctrl-D ends it" << std::endl;
+    return readAll(std::cin, "standard input");
+}
+
+Zeb_String readBody(const SendArguments& arguments) {
+    if (arguments.hasBody) return fromUtf8(arguments.body, "--body");
+    return fromUtf8(readInput(arguments), inputName(arguments));
+}
+
+std::vector<Zeb_String> addresses(const std::vector<std::string>& texts, const char* option) {
+    std::vector<Zeb_String> all;
+    for (const std::string& text : texts) all.push_back(checkedAddress(text, option, EX_DATAERR));
+    return all;
+}
+
+/// What the arguments give; the sender comes from the settings where they do not.
+OutgoingMail mailOf(const SendArguments& arguments) {
+    OutgoingMail mail;
+    mail.to = addresses(arguments.to, "--to");
+    mail.cc = addresses(arguments.cc, "--cc");
+    mail.bcc = addresses(arguments.bcc, "--bcc");
+    mail.hasOwnSender = arguments.hasFrom;
+    if (arguments.hasFrom) mail.sender = checkedAddress(arguments.from, "--from", EX_DATAERR);
+    mail.subject = fromUtf8(arguments.subject, "--subject");
+    return mail;
+}
+
+void readText(const SendArguments& arguments, OutgoingMail& mail) {
+    if (!arguments.isWholeMail)
+        mail.body = readBody(arguments);
+    else
+        takeWholeMail(readInput(arguments), inputName(arguments), mail);
+    if (!mail.hasRecipient())
+        throw Failure(EX_DATAERR, inputName(arguments) + " has no recipient in To, Cc or Bcc");
 }
 
 void requireSending() {
@@ -89,85 +116,153 @@ void requireSending() {
         throw Failure(EX_CONFIG, "there is no mail server: vtmail settings set SMTPHost NAME");
 }
 
-Settings checkedSettings(const SendArguments& arguments) {
-    Settings settings;
-    settings.server = toUtf8(mail_settings::get(u"SMTPHost"));
-    settings.charset = mail_settings::get(u"Charset");
-    const std::string sender =
-        arguments.hasFrom ? arguments.from : toUtf8(mail_settings::get(u"ReplyTo"));
-    if (!arguments.hasFrom) settings.senderName = mail_settings::get(u"RealName");
-    if (!arguments.hasFrom && sender.empty())
+void takeSenderFromSettings(OutgoingMail& mail) {
+    const std::string sender = toUtf8(mail_settings::get(u"ReplyTo"));
+    if (sender.empty())
         throw Failure(EX_CONFIG,
                       "there is no sender: vtmail settings set ReplyTo ADDRESS, or give --from");
-    settings.sender = arguments.hasFrom ? address(sender, "--from")
-                                        : address(sender, "the setting ReplyTo", EX_CONFIG);
-    if (!settings.charset.IsEmpty() && !AdCharset(settings.charset).isKnown())
+    mail.sender = checkedAddress(sender, "the setting ReplyTo", EX_CONFIG);
+    mail.senderName = mail_settings::get(u"RealName");
+}
+
+void takeCharsetFromSettings(OutgoingMail& mail) {
+    mail.charset = mail_settings::get(u"Charset");
+    if (!mail.charset.IsEmpty() && !AdCharset(mail.charset).isKnown())
         throw Failure(EX_CONFIG,
-                      "the setting Charset names no charset: " + Printable(settings.charset) +
+                      "the setting Charset names no charset: " + Printable(mail.charset) +
                           "; vtmail settings set Charset UTF-8");
-    return settings;
 }
 
 // ---- sending
 
-template <typename Add>
-void addAll(const std::vector<std::string>& addresses, const char* option, Add add) {
-    for (const std::string& each : addresses) add(address(each, option));
-}
-
-/// An empty subject is none: its field would have no line end, and take the next one with it.
-template <typename Set>
-void setSubject(const SendArguments& arguments, Set set) {
-    if (!arguments.subject.empty()) set(fromUtf8(arguments.subject, "--subject"));
-}
-
 /// The message as AdMailMsg composes it, for a server that takes 8-bit text.
-void show(const SendArguments& arguments, const Settings& settings, const Zeb_String& body) {
+std::string composed(const OutgoingMail& mail) {
     RFC2822Encoder message;
-    if (!settings.charset.IsEmpty()) message.setCharset(AdCharset(settings.charset));
-    message.setSender(settings.sender, settings.senderName);
-    addAll(arguments.to, "--to", [&](const Zeb_String& to) { message.addTo(to, {}); });
-    addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { message.addCc(cc, {}); });
-    setSubject(arguments, [&](const Zeb_String& subject) { message.setSubject(subject); });
-    message.setBody(body);
+    if (!mail.charset.IsEmpty()) message.setCharset(AdCharset(mail.charset));
+    message.setSender(mail.sender, mail.senderName);
+    for (const Zeb_String& to : mail.to) message.addTo(to, {});
+    for (const Zeb_String& cc : mail.cc) message.addCc(cc, {});
+    // An empty subject is none: its field would have no line end, and take the next one with it.
+    if (!mail.subject.IsEmpty()) message.setSubject(mail.subject);
+    message.setBody(mail.body);
     std::ostringstream octets;
     message.getData(true, octets);
+    return std::move(octets).str();
+}
+
+void show(const OutgoingMail& mail) {
+    const std::string octets = composed(mail);
     if (isatty(STDOUT_FILENO) == 0) {
-        std::cout << octets.str();
+        std::cout << octets;
         return;
     }
-    std::istringstream lines(octets.str());
+    std::istringstream lines(octets);
     for (std::string line; std::getline(lines, line);) {
         if (line.ends_with('\r')) line.pop_back();
         std::cout << shown(line) << "\n";
     }
 }
 
-void deliver(const SendArguments& arguments, const Settings& settings, const Zeb_String& body) {
-    AdMailMsg mail;
-    if (arguments.hasFrom) mail.SetOverrideFrom(settings.sender);
-    addAll(arguments.to, "--to", [&](const Zeb_String& to) { mail.AddTo(to); });
-    addAll(arguments.cc, "--cc", [&](const Zeb_String& cc) { mail.AddCc(cc); });
-    addAll(arguments.bcc, "--bcc", [&](const Zeb_String& bcc) { mail.AddBcc(bcc); });
-    setSubject(arguments, [&](const Zeb_String& subject) { mail.SetSubject(subject); });
-    mail.SetBody(body);
-    DeliveryLog log;
-    const int result = deliver(mail, log, arguments.traces);
-    if (result == 0) throw log.explain(settings.server);
+void deliver(const OutgoingMail& mail, DeliveryLog& log, bool traces) {
+    AdMailMsg message;
+    if (mail.hasOwnSender) message.SetOverrideFrom(mail.sender);
+    for (const Zeb_String& to : mail.to) message.AddTo(to);
+    for (const Zeb_String& cc : mail.cc) message.AddCc(cc);
+    for (const Zeb_String& bcc : mail.bcc) message.AddBcc(bcc);
+    if (!mail.subject.IsEmpty()) message.SetSubject(mail.subject);
+    message.SetBody(mail.body);
+    const int result = deliver(message, log, traces);
+    if (result == 0) throw log.explain(toUtf8(mail_settings::get(u"SMTPHost")));
     if (!log.isConnected())
         throw Failure(EX_TEMPFAIL, "nothing was sent, sending has just been switched off");
 }
 
-void send(const SendArguments& arguments) {
-    if (arguments.to.empty() && arguments.cc.empty() && arguments.bcc.empty())
-        throw Failure(EX_USAGE, "there is no recipient: give --to, --cc or --bcc");
+void tryOut(const OutgoingMail& mail, DeliveryLog& log, const SendArguments& arguments) {
+    const Zeb_String server = mail_settings::get(u"SMTPHost");
+    if (!deliverUpTo(*arguments.lastPhase, mail, server, log, arguments.traces))
+        throw log.explain(toUtf8(server));
+    std::cerr << "vtmail: stopped as wanted, nobody got the mail" << std::endl;
+}
+
+void send(const SendArguments& arguments, OutgoingMail& mail, DeliveryLog& log) {
     if (!arguments.isDryRun) requireSending();
-    const Settings settings = checkedSettings(arguments);
-    const Zeb_String body = readBody(arguments);
+    mail = mailOf(arguments);
+    takeCharsetFromSettings(mail);
+    if (!arguments.isWholeMail && !mail.hasOwnSender) takeSenderFromSettings(mail);
+    readText(arguments, mail);
+    if (arguments.isWholeMail && !mail.hasOwnSender) takeSenderFromSettings(mail);
     if (arguments.isDryRun)
-        show(arguments, settings, body);
+        show(mail);
+    else if (arguments.lastPhase)
+        tryOut(mail, log, arguments);
     else
-        deliver(arguments, settings, body);
+        deliver(mail, log, arguments.traces);
+}
+
+void sendAndTell(const SendArguments& arguments) {
+    const bool hasRecipient =
+        !arguments.to.empty() || !arguments.cc.empty() || !arguments.bcc.empty();
+    if (!arguments.isWholeMail && !hasRecipient)
+        throw Failure(EX_USAGE, "there is no recipient: give --to, --cc or --bcc");
+    OutgoingMail mail;
+    DeliveryLog log;
+    try {
+        send(arguments, mail, log);
+    } catch (const Failure& failure) {
+        if (arguments.wantsJson) std::cout << sendJson(mail, log, &failure) << "\n";
+        throw;
+    }
+    if (arguments.wantsJson) std::cout << sendJson(mail, log, nullptr) << "\n";
+}
+
+// ---- the command line
+
+struct MailOptions {
+    std::vector<CLI::Option*> parts;
+    CLI::Option* from;
+    CLI::Option* body;
+    CLI::Option* file;
+};
+
+MailOptions addMailOptions(CLI::App* command, SendArguments& arguments) {
+    MailOptions options = {};
+    options.parts = {
+        command->add_option("--to", arguments.to, "recipient (may be repeated)")
+            ->allow_extra_args(false),
+        command->add_option("--cc", arguments.cc, "recipient of a copy (may be repeated)")
+            ->allow_extra_args(false),
+        command->add_option("--bcc", arguments.bcc, "blind recipient (may be repeated)")
+            ->allow_extra_args(false),
+        command->add_option("--subject", arguments.subject, "subject, UTF-8")};
+    options.from =
+        command->add_option("--from", arguments.from, "sender, instead of the setting ReplyTo");
+    options.body = command->add_option("--body", arguments.body, "text, UTF-8");
+    options.parts.push_back(options.body);
+    options.file =
+        command->add_option("--file", arguments.file, "file with the text, else standard input")
+            ->excludes(options.body);
+    CLI::Option* whole =
+        command->add_flag("-t,--whole-mail", arguments.isWholeMail,
+                          "the input is a whole mail: take recipients, subject and text from it");
+    for (CLI::Option* part : options.parts) whole->excludes(part);
+    return options;
+}
+
+void addWayOptions(CLI::App* command, SendArguments& arguments) {
+    const std::map<std::string, LastPhase> phases = {
+        {"ehlo", LastPhase::Ehlo}, {"mail", LastPhase::Mail}, {"rcpt", LastPhase::Rcpt}};
+    command->add_flag("--trace", arguments.traces, "show the protocol log as it happens");
+    CLI::Option* json =
+        command->add_flag("--json", arguments.wantsJson, "print what became of it as JSON");
+    CLI::Option* dryRun =
+        command->add_flag("--dry-run", arguments.isDryRun, "print the message, send nothing")
+            ->excludes(json);
+    command
+        ->add_option("--stop-after", arguments.lastPhase,
+                     "end the dialogue behind this command, send nothing")
+        ->transform(CLI::CheckedTransformer(phases))
+        ->option_text("PHASE (ehlo, mail or rcpt)")
+        ->excludes(dryRun);
 }
 
 }  // namespace
@@ -175,26 +270,13 @@ void send(const SendArguments& arguments) {
 void addSendCommand(CLI::App& program) {
     const auto arguments = std::make_shared<SendArguments>();
     CLI::App* command = program.add_subcommand("send", "send one mail");
-    command->add_option("--to", arguments->to, "recipient (may be repeated)")
-        ->allow_extra_args(false);
-    command->add_option("--cc", arguments->cc, "recipient of a copy (may be repeated)")
-        ->allow_extra_args(false);
-    command->add_option("--bcc", arguments->bcc, "blind recipient (may be repeated)")
-        ->allow_extra_args(false);
-    command->add_option("--subject", arguments->subject, "subject, UTF-8");
-    CLI::Option* from =
-        command->add_option("--from", arguments->from, "sender, instead of the setting ReplyTo");
-    CLI::Option* body = command->add_option("--body", arguments->body, "text, UTF-8");
-    CLI::Option* file =
-        command->add_option("--file", arguments->file, "file with the text, else standard input");
-    file->excludes(body);
-    command->add_flag("--trace", arguments->traces, "show the protocol log as it happens");
-    command->add_flag("--dry-run", arguments->isDryRun, "print the message, send nothing");
+    const MailOptions options = addMailOptions(command, *arguments);
+    addWayOptions(command, *arguments);
     command->footer("Server and sender come from the settings: vtmail settings --help");
-    command->callback([arguments, from, body, file] {
-        arguments->hasFrom = from->count() > 0;
-        arguments->hasFile = file->count() > 0;
-        arguments->hasBody = body->count() > 0;
-        send(*arguments);
+    command->callback([arguments, options] {
+        arguments->hasFrom = options.from->count() > 0;
+        arguments->hasFile = options.file->count() > 0;
+        arguments->hasBody = options.body->count() > 0;
+        sendAndTell(*arguments);
     });
 }

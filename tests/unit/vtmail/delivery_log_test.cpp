@@ -13,14 +13,14 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
-Failure explained(const std::vector<std::string>& reports) {
+DeliveryFailure explained(const std::vector<std::string>& reports) {
     DeliveryLog log;
     for (const std::string& report : reports) log.add(report);
     return log.explain("mail.x");
 }
 
 /// A delivery to a@x that went well up to the reply to MAIL FROM, then `rest`.
-Failure explainedAfterMail(const std::vector<std::string>& rest) {
+DeliveryFailure explainedAfterMail(const std::vector<std::string>& rest) {
     std::vector<std::string> reports = {"connect succeeded",      "SMTP<-220 hello",
                                         "SMTP->EHLO localhost",   "SMTP<-250 mail.x",
                                         "SMTP->MAIL FROM:<me@x>", "SMTP<-250 ok"};
@@ -29,7 +29,7 @@ Failure explainedAfterMail(const std::vector<std::string>& rest) {
 }
 
 /// The same up to the message.
-Failure explainedAfterData(const std::vector<std::string>& rest) {
+DeliveryFailure explainedAfterData(const std::vector<std::string>& rest) {
     std::vector<std::string> reports = {"SMTP->RCPT TO:<a@x>", "SMTP<-250 ok", "SMTP->DATA",
                                         "SMTP<-354 go on"};
     reports.insert(reports.end(), rest.begin(), rest.end());
