@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/vtmail/colour.h"
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/text.h"
@@ -35,7 +36,7 @@ void reserveStandardStreams() {
 
 int complain(int exitCode, const std::string& message) {
     std::cout.flush();  // what was done comes before what went wrong
-    std::cerr << "vtmail: " << message << std::endl;
+    std::cerr << coloured(STDERR_FILENO, Colour::Red, "vtmail:") << " " << message << std::endl;
     return exitCode;
 }
 

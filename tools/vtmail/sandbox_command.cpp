@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail sandbox: a mail server to try things on.
+#include <unistd.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <syncstream>
 #include <system_error>
 #include <vector>
 
 #include "sandbox/server.h"
+#include "tools/vtmail/colour.h"
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
+#include "tools/vtmail/json_line.h"
 #include "tools/vtmail/text.h"
 
 namespace {
@@ -24,6 +29,7 @@ struct SandboxArguments {
     std::string folder;
     std::vector<std::string> refused;
     std::vector<std::string> ehloLines;
+    bool wantsJson = false;
 };
 
 /// One whole line; any thread may print. False when it could not be written.
@@ -34,10 +40,33 @@ bool print(const std::string& line) {
     return out.good();
 }
 
+bool isOfClient(const sandbox::Line& line) { return line.side == sandbox::Line::Side::Client; }
+
 void showLine(const sandbox::Line& line) {
     const char* service = line.service == sandbox::Service::Smtp ? "SMTP " : "POP3 ";
-    const char* side = line.side == sandbox::Line::Side::Client ? " C: " : " S: ";
-    print(service + std::to_string(line.connection) + side + shown(line.text));
+    const char* side = isOfClient(line) ? " C: " : " S: ";
+    const Colour colour = isOfClient(line) ? Colour::Cyan : Colour::Green;
+    print(service + std::to_string(line.connection) +
+          coloured(STDOUT_FILENO, colour, side + shown(line.text)));
+}
+
+void printLineAsJson(const sandbox::Line& line) {
+    print(jsonLine({{"event", "line"},
+                    {"service", line.service == sandbox::Service::Smtp ? "smtp" : "pop3"},
+                    {"connection", line.connection},
+                    {"side", isOfClient(line) ? "client" : "server"},
+                    {"text", shown(line.text)}}));
+}
+
+std::string readyLine(const SandboxArguments& arguments, const sandbox::Server& server) {
+    if (arguments.wantsJson)
+        return jsonLine({{"event", "ready"},
+                         {"address", arguments.address},
+                         {"smtpPort", server.smtpPort()},
+                         {"pop3Port", server.pop3Port()}});
+    return "SMTP on " + shown(arguments.address) + " port " + std::to_string(server.smtpPort()) +
+           ", POP3 on " + shown(arguments.address) + " port " + std::to_string(server.pop3Port()) +
+           "; ends with Ctrl-C";
 }
 
 sandbox::ServerOptions serverOptions(const SandboxArguments& arguments) {
@@ -52,7 +81,7 @@ sandbox::ServerOptions serverOptions(const SandboxArguments& arguments) {
                                    sandbox::Step::Rcpt,
                                    sandbox::Reply::say("550 5.1.1 no such mailbox\r\n"),
                                    {.argument = "<" + recipient + ">"}});
-    options.observer = showLine;
+    options.observer = arguments.wantsJson ? printLineAsJson : showLine;
     return options;
 }
 
@@ -74,9 +103,7 @@ void serve(const SandboxArguments& arguments) {
     try {
         const sandbox::Server server(serverOptions(arguments));
         // The server's thread shows lines from now on.
-        if (!print("SMTP on " + shown(arguments.address) + " port " +
-                   std::to_string(server.smtpPort()) + ", POP3 on " + shown(arguments.address) +
-                   " port " + std::to_string(server.pop3Port()) + "; ends with Ctrl-C"))
+        if (!print(readyLine(arguments, server)))
             throw Failure(EX_IOERR, "cannot write to standard output where the server listens");
         endSignals.wait();
     } catch (const std::filesystem::filesystem_error& error) {
@@ -105,5 +132,6 @@ void addSandboxCommand(CLI::App& program) {
         ->add_option("--ehlo", arguments->ehloLines,
                      "a line of the EHLO reply, instead of the usual ones (may be repeated)")
         ->allow_extra_args(false);
+    command->add_flag("--json", arguments->wantsJson, "print ports and dialogue as lines of JSON");
     command->callback([arguments] { serve(*arguments); });
 }

@@ -6,9 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -39,7 +37,7 @@ struct SendArguments {
     bool traces = false;
     bool isDryRun = false;
     bool wantsJson = false;
-    std::optional<LastPhase> lastPhase;
+    std::string lastPhase;  // empty: all
 };
 
 // ---- input
@@ -177,9 +175,14 @@ void deliver(const OutgoingMail& mail, DeliveryLog& log, bool traces) {
         throw Failure(EX_TEMPFAIL, "nothing was sent, sending has just been switched off");
 }
 
+LastPhase phaseOf(const std::string& name) {
+    if (name == "ehlo") return LastPhase::Ehlo;
+    return name == "mail" ? LastPhase::Mail : LastPhase::Rcpt;
+}
+
 void tryOut(const OutgoingMail& mail, DeliveryLog& log, const SendArguments& arguments) {
     const Zeb_String server = mail_settings::get(u"SMTPHost");
-    if (!deliverUpTo(*arguments.lastPhase, mail, server, log, arguments.traces))
+    if (!deliverUpTo(phaseOf(arguments.lastPhase), mail, server, log, arguments.traces))
         throw log.explain(toUtf8(server));
     std::cerr << "vtmail: stopped as wanted, nobody got the mail" << std::endl;
 }
@@ -193,7 +196,7 @@ void send(const SendArguments& arguments, OutgoingMail& mail, DeliveryLog& log) 
     if (arguments.isWholeMail && !mail.hasOwnSender) takeSenderFromSettings(mail);
     if (arguments.isDryRun)
         show(mail);
-    else if (arguments.lastPhase)
+    else if (!arguments.lastPhase.empty())
         tryOut(mail, log, arguments);
     else
         deliver(mail, log, arguments.traces);
@@ -249,8 +252,6 @@ MailOptions addMailOptions(CLI::App* command, SendArguments& arguments) {
 }
 
 void addWayOptions(CLI::App* command, SendArguments& arguments) {
-    const std::map<std::string, LastPhase> phases = {
-        {"ehlo", LastPhase::Ehlo}, {"mail", LastPhase::Mail}, {"rcpt", LastPhase::Rcpt}};
     command->add_flag("--trace", arguments.traces, "show the protocol log as it happens");
     CLI::Option* json =
         command->add_flag("--json", arguments.wantsJson, "print what became of it as JSON");
@@ -260,8 +261,8 @@ void addWayOptions(CLI::App* command, SendArguments& arguments) {
     command
         ->add_option("--stop-after", arguments.lastPhase,
                      "end the dialogue behind this command, send nothing")
-        ->transform(CLI::CheckedTransformer(phases))
-        ->option_text("PHASE (ehlo, mail or rcpt)")
+        ->check(CLI::IsMember({"ehlo", "mail", "rcpt"}))
+        ->type_name("PHASE")
         ->excludes(dryRun);
 }
 

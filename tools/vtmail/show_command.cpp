@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/vtmail/colour.h"
 #include "tools/vtmail/commands.h"
 #include "tools/vtmail/descriptor.h"
 #include "tools/vtmail/failure.h"
@@ -92,9 +93,11 @@ std::unique_ptr<GuardedMessage> readMessage(const ShowArguments& arguments) {
 
 // ---- the whole message
 
+std::string title(const std::string& text) { return coloured(STDOUT_FILENO, Colour::Bold, text); }
+
 void printField(const Zeb_String& name, const std::string& raw) {
     for (const std::string& value : fieldValues(raw))
-        std::cout << Printable(name) << ": " << shown(value) << "\n";
+        std::cout << title(Printable(name) + ":") << " " << shown(value) << "\n";
 }
 
 void printMainFields(const MIMEDecoder& entity) {
@@ -103,7 +106,7 @@ void printMainFields(const MIMEDecoder& entity) {
 }
 
 void printTree(const GuardedMessage& message) {
-    std::cout << "\nEntities:\n";
+    std::cout << "\n" << title("Entities:") << "\n";
     for (const Entity& entity : entitiesOf(message)) {
         const auto depth = std::count(entity.path.begin(), entity.path.end(), '.');
         std::cout << std::string(2 + 2 * static_cast<std::size_t>(depth), ' ') << entity.path << " "
@@ -117,12 +120,14 @@ void printTree(const GuardedMessage& message) {
 
 void printTexts(const GuardedMessage& message) {
     for (const Entity& entity : readableTexts(message))
-        std::cout << "\nText " << entity.path << ":\n" << shownText(textOf(entity));
+        std::cout << "\n"
+                  << title("Text " + entity.path + ":") << "\n"
+                  << shownText(textOf(entity));
 }
 
 void printDefects(const GuardedMessage& message) {
     if (message.getDefectCount() == 0) return;
-    std::cout << "\nDefects:\n";
+    std::cout << "\n" << title("Defects:") << "\n";
     for (const MIMEDefect& defect : message.getDefects())
         std::cout << "  " << defect.describe() << "\n";
     const std::size_t further = message.getDefectCount() - message.getDefects().size();

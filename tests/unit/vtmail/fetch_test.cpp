@@ -460,6 +460,7 @@ TEST_F(Fetch, RewritesOneLineAtATerminal) {
 
 TEST_F(Fetch, TakesTheLineAwayBeforeItComplains) {
     on(Step::Retr, Reply::usual().cutAfter(30));
+    const ScopedEnvironment noColour("NO_COLOR", "1");
     const Terminal terminal;
     runAt(terminal, intoFolder());
     EXPECT_THAT(terminal.screenUpTo("stored\r\n"), HasSubstr("/s\x1B[K\r\x1B[Kvtmail: "));

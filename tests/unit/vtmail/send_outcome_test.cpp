@@ -227,7 +227,9 @@ TEST_F(SendStops, AServerThatIsNotThereIsTold) {
 }
 
 TEST_F(SendStops, APhaseThatIsNoneIsAUsageError) {
-    EXPECT_EQ(stopAfter("data").exitCode, EX_USAGE);
+    const Outcome run = stopAfter("data");
+    EXPECT_EQ(run.exitCode, EX_USAGE);
+    EXPECT_THAT(run.err, HasSubstr("data not in {ehlo,mail,rcpt}"));
     EXPECT_THAT(commands(), IsEmpty());
 }
 

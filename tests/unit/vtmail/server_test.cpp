@@ -13,6 +13,7 @@
 #include <regex>
 #include <sstream>
 
+#include "tests/unit/vtmail/json_schema.h"
 #include "tests/unit/vtmail/program.h"
 
 namespace {
@@ -103,6 +104,21 @@ TEST(SandboxCommand, KeepsWhatItGetsAndShowsTheDialogue) {
     EXPECT_EQ(sandbox.line(), "SMTP 1 C: EHLO me");
     EXPECT_THAT(talk(sandbox.port("POP3"), "USER u\r\nPASS p\r\nRETR 1\r\nQUIT\r\n"),
                 HasSubstr("Subject: hi\r\n\r\nhello\r\n.\r\n"));
+}
+
+TEST(SandboxCommand, ForProgramsItPrintsPortsAndDialogueAsJson) {
+    const Sandbox sandbox({"--json"});
+    const std::regex ready(
+        R"(\{"address":"127.0.0.1","event":"ready","pop3Port":[0-9]+,"smtpPort":([0-9]+)\})");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(sandbox.firstLine(), match, ready)) << sandbox.firstLine();
+    EXPECT_EQ(differencesFromSchema("sandboxEvent", sandbox.firstLine()), "");
+    talk(static_cast<std::uint16_t>(std::stoi(match[1])), "QUIT\r\n");
+    EXPECT_THAT(sandbox.line(), HasSubstr(R"("side":"server","text":"220 )"));
+    const std::string quit = sandbox.line();
+    EXPECT_EQ(quit, R"({"connection":1,"event":"line","service":"smtp","side":"client",)"
+                    R"("text":"QUIT"})");
+    EXPECT_EQ(differencesFromSchema("sandboxEvent", quit), "");
 }
 
 TEST(SandboxCommand, StoresMailsInAFolder) {

@@ -259,6 +259,35 @@ Outcome showOnTerminal(const std::string& mail, const std::vector<std::string>& 
     return run;
 }
 
+// ---- colour
+
+TEST(ShowColour, TitlesAreBoldAtATerminal) {
+    const ScopedEnvironment terminal("TERM", "xterm");
+    const ScopedEnvironment colour("NO_COLOR", std::nullopt);
+    EXPECT_EQ(showOnTerminal("A: \x1B[2J\n\nx\n", {"--headers"}).out,
+              "\x1B[1mA:\x1B[m \\x1B[2J\r\n");
+}
+
+TEST(ShowColour, NoneGoesWhereNobodyWantsIt) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"TERM", "dumb"}, {"TERM", ""}, {"NO_COLOR", "1"}};
+    for (const auto& [variable, value] : rows) {
+        const ScopedEnvironment terminal("TERM", "xterm");
+        const ScopedEnvironment changed(variable, value);
+        EXPECT_EQ(showOnTerminal("A: b\n\nx\n", {"--headers"}).out, "A: b\r\n") << variable;
+    }
+    const ScopedEnvironment terminal("TERM", "xterm");
+    EXPECT_EQ(show("A: b\n\nx\n", {"--headers"}).out, "A: b\n");
+}
+
+TEST(ShowColour, AComplaintIsRedAtATerminal) {
+    const ScopedEnvironment type("TERM", "xterm");
+    const ScopedEnvironment colour("NO_COLOR", std::nullopt);
+    const Terminal terminal;
+    show("", {}, [&] { dup2(terminal.descriptor(), STDERR_FILENO); });
+    EXPECT_THAT(terminal.octets(), StartsWith("\x1B[31mvtmail:\x1B[m standard input is empty"));
+}
+
 // ---- --headers
 
 TEST(ShowHeaders, AllFieldsAreThereDecoded) {
