@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 /// Closes its descriptor; -1 is none.
 class Descriptor {
   public:
@@ -11,6 +13,7 @@ class Descriptor {
     ~Descriptor() {
         if (number_ != -1) close(number_);
     }
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 

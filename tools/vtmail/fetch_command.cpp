@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // vtmail fetch: takes the messages of a POP3 mailbox to disk.
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -22,6 +23,8 @@ struct FetchArguments {
     std::optional<std::string> passwordFile;
     std::string maildir;
     std::string folder;
+    std::string mbox;
+    int limit = std::numeric_limits<int>::max();
     bool deletes = false;
     bool isQuiet = false;
     bool wantsJson = false;
@@ -60,7 +63,7 @@ class Fetch {
           mailbox_(mailbox),
           store_(store),
           progress_(progress),
-          count_(mailbox.count()) {}
+          count_(std::min(mailbox.count(), arguments.limit)) {}
 
     void run() {
         progress_.begin(count_);
@@ -145,8 +148,10 @@ class Fetch {
 };
 
 void check(const FetchArguments& arguments) {
-    if (arguments.maildir.empty() == arguments.folder.empty())
-        throw Failure(EX_USAGE, "give --maildir DIR or --folder DIR, where the messages shall go");
+    if (arguments.maildir.empty() && arguments.folder.empty() && arguments.mbox.empty())
+        throw Failure(
+            EX_USAGE,
+            "give --maildir DIR, --folder DIR or --mbox FILE, where the messages shall go");
     const std::string& port = arguments.mailbox.port;
     const bool isNumber = port.find_first_not_of("0123456789") == std::string::npos;
     if (port.empty() ||
@@ -158,13 +163,17 @@ void check(const FetchArguments& arguments) {
                                       " cannot be sent: a user name is ASCII on one line");
 }
 
+std::unique_ptr<MessageStore> openStore(const FetchArguments& arguments) {
+    if (!arguments.mbox.empty()) return openMbox(arguments.mbox);
+    return arguments.folder.empty() ? openMaildir(arguments.maildir) : openFolder(arguments.folder);
+}
+
 void fetch(const FetchArguments& arguments, Progress& progress) {
     check(arguments);
     const std::string password =
         readPassword(arguments.passwordFile, "Password of " + shown(arguments.user) + " at " +
                                                  shown(arguments.mailbox.host) + ": ");
-    const std::unique_ptr<MessageStore> store =
-        arguments.folder.empty() ? openMaildir(arguments.maildir) : openFolder(arguments.folder);
+    const std::unique_ptr<MessageStore> store = openStore(arguments);
     removePartialFileAtEndSignals();
     Mailbox mailbox(arguments.mailbox);
     mailbox.logIn(arguments.user, password);
@@ -201,8 +210,14 @@ void addFetchCommand(CLI::App& program) {
                         "file with the password, which only you may read");
     CLI::Option* maildir =
         command->add_option("--maildir", arguments->maildir, "store into this Maildir");
-    command->add_option("--folder", arguments->folder, "store as .eml files into this folder")
-        ->excludes(maildir);
+    CLI::Option* folder =
+        command->add_option("--folder", arguments->folder, "store as .eml files into this folder")
+            ->excludes(maildir);
+    command->add_option("--mbox", arguments->mbox, "append to this mbox")
+        ->excludes(maildir)
+        ->excludes(folder);
+    command->add_option("--limit", arguments->limit, "take so many messages at most, oldest first")
+        ->check(CLI::PositiveNumber);
     command->add_flag("--delete", arguments->deletes, "delete at the server what is stored");
     CLI::Option* quiet = command->add_flag("--quiet", arguments->isQuiet, "show no progress");
     command->add_flag("--json", arguments->wantsJson, "print each step as a line of JSON")

@@ -2,7 +2,6 @@
 #include "tools/vtmail/message_store.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -12,15 +11,14 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "tools/vtmail/disk.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/new_name.h"
-#include "tools/vtmail/text.h"
 
 namespace {
 
@@ -30,33 +28,6 @@ constexpr std::size_t bufferSize = 65536;
 
 /// The file to be removed by a signal; only ever one message is on its way.
 std::atomic<const char*> partialFile = nullptr;
-
-[[noreturn]] void fail(int exitCode, const char* what, const fs::path& path, int error) {
-    throw Failure(exitCode, std::string("cannot ") + what + " " + shown(path.string()) + ": " +
-                                std::strerror(error));
-}
-
-/// Makes the names in a folder last.
-void syncFolder(const fs::path& folder) {
-    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor == -1) fail(EX_IOERR, "open", folder, errno);
-    const int result = fsync(descriptor);
-    const int error = errno;
-    close(descriptor);
-    // Some file systems know no such thing for folders.
-    if (result != 0 && error != EINVAL) fail(EX_IOERR, "sync", folder, error);
-}
-
-/// Mail is private: nobody else may look into a folder that is made here.
-void makeFolder(const fs::path& folder) {
-    std::error_code ignored;
-    if (fs::is_directory(folder, ignored)) return;
-    const fs::path parent = folder.has_parent_path() ? folder.parent_path() : ".";
-    if (parent != folder && !fs::exists(parent, ignored)) makeFolder(parent);
-    if (mkdir(folder.c_str(), 0700) == 0) return syncFolder(parent);
-    const int error = errno;
-    if (!fs::is_directory(folder, ignored)) fail(EX_CANTCREAT, "make the folder", folder, error);
-}
 
 /// The part of a Maildir name that tells machines apart.
 std::string hostName() {
@@ -68,13 +39,37 @@ std::string hostName() {
     return safe;
 }
 
-class Maildir : public MessageStore {
+/// False when there is a file of that name.
+bool renameNew(const std::string& from, const fs::path& to) {
+    if (giveNewName(AT_FDCWD, from, to.string())) return true;
+    if (errno != EEXIST) failAt(EX_CANTCREAT, "create", to, errno);
+    return false;
+}
+
+/// A store with a file for each message.
+class FileStore : public MessageStore {
+  public:
+    fs::path keep(const std::string& temporary) override {
+        fs::path name = finalPath();
+        while (!renameNew(temporary, name)) name = finalPath();
+        syncFolder(name.parent_path());
+        return name;
+    }
+
+  protected:
+    /// A path that this process has not been given before.
+    virtual fs::path finalPath() = 0;
+};
+
+class Maildir : public FileStore {
   public:
     explicit Maildir(const fs::path& folder) : folder_(folder) {
         for (const char* name : {"tmp", "new", "cur"}) makeFolder(folder_ / name);
     }
 
     fs::path temporaryPath() override { return folder_ / "tmp" / (name_ = uniqueName()); }
+
+  protected:
     fs::path finalPath() override {
         if (name_.empty()) name_ = uniqueName();
         return folder_ / "new" / std::exchange(name_, {});
@@ -93,7 +88,7 @@ class Maildir : public MessageStore {
     unsigned int count_ = 0;
 };
 
-class EmlFolder : public MessageStore {
+class EmlFolder : public FileStore {
   public:
     explicit EmlFolder(const fs::path& folder) : folder_(folder) {
         makeFolder(folder_);
@@ -101,13 +96,15 @@ class EmlFolder : public MessageStore {
         for (fs::directory_iterator entry(folder_, error), end; entry != end && !error;
              entry.increment(error))
             number_ = std::max(number_, numberIn(entry->path().filename().string()));
-        if (error) fail(EX_CANTCREAT, "read the folder", folder_, error.value());
+        if (error) failAt(EX_CANTCREAT, "read the folder", folder_, error.value());
     }
 
     fs::path temporaryPath() override {
         return folder_ /
                (".vtmail-" + std::to_string(getpid()) + "-" + std::to_string(++count_) + ".tmp");
     }
+
+  protected:
     fs::path finalPath() override {
         char name[40];
         static_cast<void>(std::snprintf(name, sizeof name, "message-%04lu.eml", ++number_));
@@ -131,13 +128,6 @@ class EmlFolder : public MessageStore {
     unsigned long number_ = 0;  // the highest one so far
     unsigned int count_ = 0;
 };
-
-/// False when there is a file of that name.
-bool renameNew(const std::string& from, const fs::path& to) {
-    if (giveNewName(AT_FDCWD, from, to.string())) return true;
-    if (errno != EEXIST) fail(EX_CANTCREAT, "create", to, errno);
-    return false;
-}
 
 void endBySignal(int signal) {
     if (const char* path = partialFile.load()) unlink(path);
@@ -174,7 +164,7 @@ MessageFile::MessageFile(MessageStore& store, std::function<void(std::size_t)> m
       moved_(std::move(moved)),
       path_(store.temporaryPath().string()),
       descriptor_(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {
-    if (descriptor_ == -1) fail(EX_CANTCREAT, "create", path_, errno);
+    if (descriptor_ == -1) failAt(EX_CANTCREAT, "create", path_, errno);
     partialFile = path_.c_str();
 }
 
@@ -202,12 +192,7 @@ void MessageFile::put(char c) {
 }
 
 void MessageFile::flush() {
-    std::string_view octets = buffer_;
-    while (!octets.empty()) {
-        const ssize_t count = write(descriptor_, octets.data(), octets.size());
-        if (count < 0 && errno != EINTR) fail(EX_IOERR, "write", path_, errno);
-        if (count > 0) octets.remove_prefix(static_cast<std::size_t>(count));
-    }
+    writeAll(descriptor_, buffer_, path_);
     buffer_.clear();
 }
 
@@ -222,20 +207,12 @@ std::streamsize MessageFile::xsputn(const char* octets, std::streamsize count) {
     return count;
 }
 
-fs::path MessageFile::rename() {
-    fs::path name = store_.finalPath();
-    while (!renameNew(path_, name)) name = store_.finalPath();
-    path_.clear();
-    return name;
-}
-
 fs::path MessageFile::keep() {
     put('\n');
     flush();
-    while (fsync(descriptor_) != 0)
-        if (errno != EINTR) fail(EX_IOERR, "write", path_, errno);
+    syncFile(descriptor_, path_);
     partialFile = nullptr;
-    fs::path name = rename();
-    syncFolder(name.parent_path());
+    fs::path name = store_.keep(path_);
+    path_.clear();
     return name;
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where messages are kept on disk: a Maildir, or a folder of .eml files.
+// Where messages are kept on disk: a Maildir, a folder of .eml files, or an mbox.
 //
-// A message grows under a temporary name and gets its own when all of it is synced; neither ever
-// replaces a file. Failure: throws Failure with the path and the reason.
+// A message grows under a temporary name and is taken in when all of it is synced; no file is ever
+// replaced. Failure: throws Failure with the path and the reason.
 #pragma once
 
 #include <cstddef>
@@ -20,15 +20,20 @@ class MessageStore {
     MessageStore(const MessageStore&) = delete;
     MessageStore& operator=(const MessageStore&) = delete;
 
-    /// Paths that this process has not been given before.
+    /// A path that this process has not been given before.
     virtual std::filesystem::path temporaryPath() = 0;
-    virtual std::filesystem::path finalPath() = 0;
+    /// Takes in the synced file of that path, which is gone then. Returns where the message is now,
+    /// on disk.
+    virtual std::filesystem::path keep(const std::string& temporary) = 0;
 };
 
 /// The Maildir `folder`; it and its tmp, new and cur are made when missing.
 std::unique_ptr<MessageStore> openMaildir(const std::filesystem::path& folder);
 /// The folder `folder`, made when missing; message-NNNN.eml, on from the highest number there.
 std::unique_ptr<MessageStore> openFolder(const std::filesystem::path& folder);
+
+/// The mbox `file`, made when missing.
+std::unique_ptr<MessageStore> openMbox(const std::filesystem::path& file);
 
 /// A message on its way from POP3Client::getMessage to disk. Lines of blanks alone become empty
 /// lines, as the client leaves nothing at the end of the others.
@@ -41,7 +46,7 @@ class MessageFile : public std::streambuf {
     MessageFile(const MessageFile&) = delete;
     MessageFile& operator=(const MessageFile&) = delete;
 
-    /// Ends the last line, syncs file and folder and gives the file its name, which is returned.
+    /// Ends the last line, syncs the file and has the store keep it; returns where it is.
     std::filesystem::path keep();
     /// Of the file so far.
     std::size_t octets() const { return octets_; }
@@ -53,7 +58,6 @@ class MessageFile : public std::streambuf {
   private:
     void put(char c);
     void flush();
-    std::filesystem::path rename();
 
     MessageStore& store_;
     std::function<void(std::size_t)> moved_;

@@ -879,7 +879,7 @@ TEST_F(Fetch, ArgumentsThatMakeNoSenseAreNamed) {
         all.insert(all.end(), more.begin(), more.end());
         return vtmail(all);
     };
-    expectFailure(with({}), EX_USAGE, "give --maildir DIR or --folder DIR");
+    expectFailure(with({}), EX_USAGE, "give --maildir DIR, --folder DIR or --mbox FILE");
     expectFailure(with({"--maildir", "a", "--folder", "b"}), EX_USAGE, "excludes");
     expectFailure(with({"--folder", "a", "--timeout", "0"}), EX_USAGE, "--timeout");
     expectFailure(with({"--folder", "a", "--password", "x"}), EX_USAGE, "--password;");
