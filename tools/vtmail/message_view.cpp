@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iostream>
 #include <sstream>
 
 #include "tools/vtmail/failure.h"
@@ -20,6 +21,44 @@ void appendTree(const Entity& entity, std::vector<Entity>& all) {
     all.push_back(entity);
     for (const Entity& child : childrenOf(entity)) appendTree(child, all);
 }
+
+/// Hands on what is written to it as UTF-8, block by block.
+class Utf8Sink : public std::basic_streambuf<unsigned short> {
+  public:
+    explicit Utf8Sink(const std::function<void(std::string_view)>& write) : write_(write) {}
+
+    void finish() { flush(units_.size()); }
+
+  protected:
+    int_type overflow(int_type unit) override {
+        if (!traits_type::eq_int_type(unit, traits_type::eof())) {
+            const unsigned short each = traits_type::to_char_type(unit);
+            xsputn(&each, 1);
+        }
+        return traits_type::not_eof(unit);
+    }
+    std::streamsize xsputn(const unsigned short* units, std::streamsize count) override {
+        for (std::streamsize at = 0; at < count;) {
+            const std::streamsize length = std::min(count - at, blockSize);
+            units_.insert(units_.end(), units + at, units + at + length);
+            at += length;
+            flush(units_.size() - (isHighSurrogate(units_.back()) ? 1 : 0));
+        }
+        return count;
+    }
+
+  private:
+    static constexpr std::streamsize blockSize = 32768;
+
+    static bool isHighSurrogate(unsigned short unit) { return (unit & 0xFC00) == 0xD800; }
+    void flush(std::size_t count) {
+        write_(toUtf8(Zeb_String::FromUnits(units_.data(), count)));
+        units_.erase(units_.begin(), units_.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+
+    const std::function<void(std::string_view)>& write_;
+    std::vector<unsigned short> units_;
+};
 
 }  // namespace
 
@@ -70,16 +109,21 @@ const std::string& contentOf(const Entity& entity) {
     return text != nullptr ? text->getBody() : entity.decoder->getBinaryDecoder()->getBody();
 }
 
-std::string textOf(const Entity& entity) {
-    std::basic_stringbuf<unsigned short> buffer;
-    std::basic_ostream<unsigned short> out(&buffer);
+void writeText(const Entity& entity, const std::function<void(std::string_view)>& write) {
+    Utf8Sink sink(write);
+    std::basic_ostream<unsigned short> out(&sink);
     try {
         entity.decoder->getTextDecoder()->getText(out);
     } catch (const Zeb_Range_Error&) {
         throw Failure(EX_DATAERR, "the text of entity " + entity.path + " is too long to convert");
     }
-    const std::basic_string_view<unsigned short> units = buffer.view();
-    return toUtf8(Zeb_String::FromUnits(units.data(), units.size()));
+    sink.finish();
+}
+
+std::string textOf(const Entity& entity) {
+    std::string text;
+    writeText(entity, [&text](std::string_view piece) { text += piece; });
+    return text;
 }
 
 std::vector<Entity> readableTexts(const GuardedMessage& message) {
@@ -103,18 +147,36 @@ std::vector<std::string> fieldValues(const std::string& raw) {
     return values;
 }
 
-std::string shownText(std::string_view utf8) {
-    std::string out;
-    while (!utf8.empty()) {
-        const std::size_t end = std::min(utf8.find_first_of("\n\t"), utf8.size());
-        const char separator = end < utf8.size() ? utf8[end] : '\n';
-        std::string_view piece = utf8.substr(0, end);
-        if (separator == '\n' && piece.ends_with('\r')) piece.remove_suffix(1);
-        out += shown(piece) + separator;
-        utf8.remove_prefix(std::min(end + 1, utf8.size()));
+void ShownText::put(std::string_view utf8) {
+    held_ += utf8;
+    std::size_t end = held_.size();
+    while (end > 0 && (held_[end - 1] & 0xC0) == 0x80) --end;
+    // The last character may go on, and a carriage return may belong to a line end.
+    if (end > 0 && (end < held_.size() || (held_[end - 1] & 0x80) != 0 || held_[end - 1] == '\r'))
+        --end;
+    constexpr std::size_t longest = 4;  // octets of a character
+    if (held_.size() - end > longest) end = held_.size();
+    write(std::string_view(held_).substr(0, end));
+    held_.erase(0, end);
+}
+
+void ShownText::finish() {
+    write(held_);
+    held_.clear();
+    if (!isLineEnded_) std::cout << "\n";
+    isLineEnded_ = true;
+}
+
+void ShownText::write(std::string_view whole) {
+    while (!whole.empty()) {
+        const std::size_t end = std::min(whole.find_first_of("\n\t"), whole.size());
+        std::string_view piece = whole.substr(0, end);
+        const bool isLineEnd = end < whole.size() && whole[end] == '\n';
+        if (isLineEnd && piece.ends_with('\r')) piece.remove_suffix(1);
+        std::cout << shown(piece) << whole.substr(end, 1);
+        isLineEnded_ = isLineEnd;
+        whole.remove_prefix(std::min(end + 1, whole.size()));
     }
-    if (!out.empty() && out.back() != '\n') out += '\n';
-    return out;
 }
 
 std::string inSmallLetters(std::string text) {

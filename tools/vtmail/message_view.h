@@ -2,6 +2,7 @@
 // What there is to show of a received message.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,8 @@ std::string fileNameOf(const Entity& entity);
 const std::string& contentOf(const Entity& entity);
 /// UTF-8 of a text.
 std::string textOf(const Entity& entity);
+/// The same piece by piece, each of whole characters.
+void writeText(const Entity& entity, const std::function<void(std::string_view)>& write);
 
 /// What a reader sees as the text of the message: the plain texts that are no attachments, else the
 /// first text of any kind.
@@ -42,8 +45,20 @@ std::vector<Entity> readableTexts(const GuardedMessage& message);
 /// The values of a field, UTF-8, decoded, one for each time that it occurs.
 std::vector<std::string> fieldValues(const std::string& raw);
 
-/// Text made fit for a terminal, line by line; tabs stay. The last line is ended.
-std::string shownText(std::string_view utf8);
+/// Writes text made fit for a terminal to standard output; line ends and tabs stay.
+class ShownText {
+  public:
+    /// Any octets, in pieces of any size.
+    void put(std::string_view utf8);
+    /// Writes what was held back, and ends the last line.
+    void finish();
+
+  private:
+    void write(std::string_view whole);
+
+    std::string held_;  // which may not be a whole character or line end
+    bool isLineEnded_ = true;
+};
 
 /// ASCII letters made small.
 std::string inSmallLetters(std::string text);

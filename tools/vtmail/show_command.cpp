@@ -11,6 +11,7 @@
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/vtmail/colour.h"
@@ -19,6 +20,7 @@
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/file_folder.h"
 #include "tools/vtmail/file_names.h"
+#include "tools/vtmail/mbox_message.h"
 #include "tools/vtmail/message_json.h"
 #include "tools/vtmail/message_view.h"
 #include "tools/vtmail/text.h"
@@ -29,6 +31,11 @@ struct ShowArguments {
     std::string file;
     std::string part;
     std::string folder;
+    unsigned long message = 1;
+    bool hasMessage = false;
+    bool wantsRaw = false;
+    bool wantsTree = false;
+    bool wantsDefects = false;
     bool wantsHeaders = false;
     bool wantsPart = false;
     bool wantsFiles = false;
@@ -71,24 +78,75 @@ std::string inputName(const ShowArguments& arguments) {
     return arguments.file == "-" ? "standard input" : shown(arguments.file);
 }
 
+/// A mail that is being read: a file, standard input, or one in an mbox.
+class Input {
+  public:
+    explicit Input(const ShowArguments& arguments)
+        : arguments_(arguments),
+          file_(isStandardInput() ? -1 : open(arguments.file.c_str(), O_RDONLY | O_CLOEXEC)),
+          source_(isStandardInput() ? STDIN_FILENO : file_.number()),
+          message_(source_, arguments.message) {
+        if (!isStandardInput() && !file_.isOpen())
+            throw Failure(EX_NOINPUT,
+                          "cannot open " + inputName(arguments) + ": " + std::strerror(errno));
+        if (isStandardInput() && isatty(STDIN_FILENO) != 0)
+            std::cerr << "vtmail: type the mail; Ctrl-D ends it" << std::endl;
+    }
+
+    std::streambuf& octets() { return message_; }
+
+    /// To be called at the end. Throws Failure when there was no mail, or not all of it.
+    void check() const {
+        const std::string name = inputName(arguments_);
+        if (source_.problem() != 0)
+            throw Failure(EX_NOINPUT,
+                          "cannot read " + name + ": " + std::strerror(source_.problem()));
+        if (source_.isEmpty())
+            throw Failure(EX_DATAERR, name + " is empty; there is no mail in it");
+        if (message_.count() < arguments_.message)
+            throw Failure(EX_NOINPUT, name + " has no message " +
+                                          std::to_string(arguments_.message) + ", only " +
+                                          std::to_string(message_.count()));
+        if (!message_.isMbox() || arguments_.hasMessage) return;
+        std::cout.flush();
+        std::cerr << "vtmail: " << name
+                  << " is an mbox; this is its first message, --message N shows another"
+                  << std::endl;
+    }
+
+  private:
+    bool isStandardInput() const { return arguments_.file == "-"; }
+
+    const ShowArguments& arguments_;
+    Descriptor file_;
+    DescriptorSource source_;
+    MboxMessage message_;
+};
+
 std::unique_ptr<GuardedMessage> readMessage(const ShowArguments& arguments) {
-    const bool isStandardInput = arguments.file == "-";
-    const Descriptor file(isStandardInput ? -1
-                                          : open(arguments.file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!isStandardInput && !file.isOpen())
-        throw Failure(EX_NOINPUT,
-                      "cannot open " + inputName(arguments) + ": " + std::strerror(errno));
-    if (isStandardInput && isatty(STDIN_FILENO) != 0)
-        std::cerr << "vtmail: type the mail; Ctrl-D ends it" << std::endl;
-    DescriptorSource source(isStandardInput ? STDIN_FILENO : file.number());
-    std::istream in(&source);
+    Input input(arguments);
+    std::istream in(&input.octets());
     auto message = std::make_unique<GuardedMessage>(in);
-    if (source.problem() != 0)
-        throw Failure(EX_NOINPUT, "cannot read " + inputName(arguments) + ": " +
-                                      std::strerror(source.problem()));
-    if (source.isEmpty())
-        throw Failure(EX_DATAERR, inputName(arguments) + " is empty; there is no mail in it");
+    input.check();
     return message;
+}
+
+/// The octets of the mail; made safe at a terminal.
+void printRaw(const ShowArguments& arguments) {
+    Input input(arguments);
+    const bool isTerminal = isatty(STDOUT_FILENO) != 0;
+    ShownText text;
+    std::array<char, 65536> block = {};
+    for (std::streamsize count;
+         (count = input.octets().sgetn(block.data(), block.size())) > 0 && std::cout;) {
+        const std::string_view octets(block.data(), static_cast<std::size_t>(count));
+        if (isTerminal)
+            text.put(octets);
+        else
+            std::cout << octets;
+    }
+    text.finish();
+    input.check();
 }
 
 // ---- the whole message
@@ -105,12 +163,11 @@ void printMainFields(const MIMEDecoder& entity) {
         printField(name, entity.getRawHeader(name));
 }
 
-void printTree(const GuardedMessage& message) {
-    std::cout << "\n" << title("Entities:") << "\n";
+void printTree(const GuardedMessage& message, std::size_t indent) {
     for (const Entity& entity : entitiesOf(message)) {
         const auto depth = std::count(entity.path.begin(), entity.path.end(), '.');
-        std::cout << std::string(2 + 2 * static_cast<std::size_t>(depth), ' ') << entity.path << " "
-                  << shown(typeOf(entity));
+        std::cout << std::string(indent + 2 * static_cast<std::size_t>(depth), ' ') << entity.path
+                  << " " << shown(typeOf(entity));
         if (entity.decoder->isText()) std::cout << ", " << shown(charsetOf(entity));
         if (isLeaf(entity)) std::cout << ", " << contentOf(entity).size() << " octets";
         const std::string name = fileNameOf(entity);
@@ -118,27 +175,34 @@ void printTree(const GuardedMessage& message) {
     }
 }
 
-void printTexts(const GuardedMessage& message) {
-    for (const Entity& entity : readableTexts(message))
-        std::cout << "\n"
-                  << title("Text " + entity.path + ":") << "\n"
-                  << shownText(textOf(entity));
+void printShownText(const Entity& entity) {
+    ShownText text;
+    writeText(entity, [&text](std::string_view piece) { text.put(piece); });
+    text.finish();
 }
 
-void printDefects(const GuardedMessage& message) {
-    if (message.getDefectCount() == 0) return;
-    std::cout << "\n" << title("Defects:") << "\n";
+void printTexts(const GuardedMessage& message) {
+    for (const Entity& entity : readableTexts(message)) {
+        std::cout << "\n" << title("Text " + entity.path + ":") << "\n";
+        printShownText(entity);
+    }
+}
+
+void printDefects(const GuardedMessage& message, const char* indent) {
     for (const MIMEDefect& defect : message.getDefects())
-        std::cout << "  " << defect.describe() << "\n";
+        std::cout << indent << defect.describe() << "\n";
     const std::size_t further = message.getDefectCount() - message.getDefects().size();
-    if (further > 0) std::cout << "  and " << further << " more\n";
+    if (further > 0) std::cout << indent << "and " << further << " more\n";
 }
 
 void printMessage(const GuardedMessage& message) {
     printMainFields(*message.getMessage().getMessageEntity());
-    printTree(message);
+    std::cout << "\n" << title("Entities:") << "\n";
+    printTree(message, 2);
     printTexts(message);
-    printDefects(message);
+    if (message.getDefectCount() == 0) return;
+    std::cout << "\n" << title("Defects:") << "\n";
+    printDefects(message, "  ");
 }
 
 void printHeaders(const GuardedMessage& message) {
@@ -179,8 +243,10 @@ void printPart(const GuardedMessage& message, const ShowArguments& arguments) {
                                     "), no text for a terminal; redirect the output to a file");
     if (!entity.decoder->isText())
         std::cout << contentOf(entity);
+    else if (isTerminal)
+        printShownText(entity);
     else
-        std::cout << (isTerminal ? shownText(textOf(entity)) : textOf(entity));
+        writeText(entity, [](std::string_view piece) { std::cout << piece; });
     warnOfDefects(message, arguments);
 }
 
@@ -204,8 +270,13 @@ void extractFiles(const GuardedMessage& message, const ShowArguments& arguments)
 }
 
 void show(const ShowArguments& arguments) {
+    if (arguments.wantsRaw) return printRaw(arguments);
     const std::unique_ptr<GuardedMessage> message = readMessage(arguments);
-    if (arguments.wantsHeaders)
+    if (arguments.wantsTree)
+        printTree(*message, 0);
+    else if (arguments.wantsDefects)
+        printDefects(*message, "");
+    else if (arguments.wantsHeaders)
         printHeaders(*message);
     else if (arguments.wantsPart)
         printPart(*message, arguments);
@@ -224,9 +295,16 @@ void addShowCommand(CLI::App& program) {
     CLI::App* command = program.add_subcommand("show", "take a received mail apart");
     command->add_option("FILE", arguments->file, "file with the mail, - for standard input")
         ->required();
+    CLI::Option* number = command
+                              ->add_option("--message", arguments->message,
+                                           "of an mbox, this message, counted from 1")
+                              ->check(CLI::PositiveNumber);
     CLI::Option_group* what = command->add_option_group("Instead of the overview");
     what->require_option(0, 1);
     what->add_flag("--headers", arguments->wantsHeaders, "print all header fields, decoded");
+    what->add_flag("--tree", arguments->wantsTree, "print the entities alone");
+    what->add_flag("--defects", arguments->wantsDefects, "print the defects alone");
+    what->add_flag("--raw", arguments->wantsRaw, "print the octets of the mail");
     CLI::Option* part =
         what->add_option("--part", arguments->part, "print the content of this entity (1.2)")
             ->type_name("PATH");
@@ -234,7 +312,8 @@ void addShowCommand(CLI::App& program) {
                                            "store the files of the mail in this folder")
                               ->type_name("DIR");
     what->add_flag("--json", arguments->wantsJson, "print headers, tree and defects as JSON");
-    command->callback([arguments, part, folder] {
+    command->callback([arguments, number, part, folder] {
+        arguments->hasMessage = number->count() > 0;
         arguments->wantsPart = part->count() > 0;
         arguments->wantsFiles = folder->count() > 0;
         show(*arguments);

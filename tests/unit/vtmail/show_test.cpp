@@ -288,6 +288,99 @@ TEST(ShowColour, AComplaintIsRedAtATerminal) {
     EXPECT_THAT(terminal.octets(), StartsWith("\x1B[31mvtmail:\x1B[m standard input is empty"));
 }
 
+// ---- mboxes
+
+const std::string twoMails =
+    "From a@x Sat Nov 21 08:45:42 2026\nSubject: one\n\nFro\n>From x\n>>From y\n\n\n>\n>> z\n\n"
+    "From b@x Sat Nov 21 08:45:43 2026\r\nSubject: two\r\n\r\nF\r\n\r\n";
+
+TEST(ShowMbox, AMessageIsReadByItsNumber) {
+    const Outcome first = show(twoMails, {"--message", "1", "--raw"});
+    EXPECT_EQ(first.out, "Subject: one\n\nFro\nFrom x\n>From y\n\n\n>\n>> z\n");
+    EXPECT_THAT(first.err, IsEmpty());
+    EXPECT_EQ(show(twoMails, {"--message", "2", "--raw"}).out, "Subject: two\r\n\r\nF\r\n");
+    EXPECT_EQ(show(twoMails, {"--message", "2", "--headers"}).out, "Subject: two\n");
+}
+
+TEST(ShowMbox, WithoutANumberTheFirstIsShownAndThatIsSaid) {
+    const Outcome run = show(twoMails, {"--headers"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, "Subject: one\n");
+    EXPECT_EQ(run.err,
+              "vtmail: standard input is an mbox; this is its first message, --message N shows "
+              "another\n");
+}
+
+TEST(ShowMbox, AMessageThatIsNotThereIsNamed) {
+    expectFailure(show(twoMails, {"--message", "3"}), EX_NOINPUT,
+                  "standard input has no message 3, only 2");
+    expectFailure(show("A: b\n\nx\n", {"--message", "2", "--raw"}), EX_NOINPUT, "only 1");
+    expectFailure(show(twoMails, {"--message", "0"}), EX_USAGE, "--message");
+}
+
+TEST(ShowMbox, ItsEndsMayBeAnywhere) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"From ", ""},
+        {"From x", ""},
+        {"From x\n", ""},
+        {"From x\nA: b\n\nx", "A: b\n\nx"},
+        {"From x\nA: b\n\nFro", "A: b\n\nFro"},
+        {"From x\nA: b\n\n>From", "A: b\n\n>From"},
+        {"From x\nA: b\n\nx\n\r", "A: b\n\nx\n\r"},
+        {"From x\nA: b\n\n\r\n\r\n", "A: b\n\n\r\n"},
+    };
+    for (const auto& [mbox, mail] : rows)
+        EXPECT_EQ(show(mbox, {"--message", "1", "--raw"}).out, mail) << mbox;
+}
+
+TEST(ShowMbox, WherePiecesOfTheFileEndMakesNoDifference) {
+    for (std::size_t before = 65512; before < 65530; ++before) {
+        const std::string text = std::string(before, 'x') + "\n>From y\n\nz\n";
+        const std::string mbox = "From x\nA: b\n\n" + text + "\nFrom x\nC: d\n\n";
+        EXPECT_EQ(show(mbox, {"--message", "1", "--raw"}).out,
+                  "A: b\n\n" + std::string(before, 'x') + "\nFrom y\n\nz\n");
+    }
+}
+
+// ---- --raw, --tree, --defects
+
+TEST(ShowRaw, TheOctetsAreThoseOfTheFile) {
+    const std::string mail("A: \xFF\r\n\n\0\x1B[2J", 13);
+    EXPECT_EQ(show(mail, {"--raw"}).out, mail);
+}
+
+TEST(ShowRaw, ATerminalGetsThemMadeSafe) {
+    EXPECT_EQ(showOnTerminal("A: \x1B\xC3\xA4\xC3\r\n\tb", {"--raw"}).out,
+              "A: \\x1Bä\uFFFD\r\n\tb\r\n");
+}
+
+TEST(Show, CharactersAreWholeWhereverPiecesEnd) {
+    std::string mail;
+    for (int i = 0; i < 22000; ++i) mail += "€";
+    EXPECT_THAT(show("Content-Type: text/plain; charset=utf-8\n\n" + mail, {}).out,
+                ::testing::EndsWith(mail + "\n"));
+}
+
+TEST(ShowTree, IsOnlyTheEntities) {
+    EXPECT_EQ(
+        show("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nx\n--b--\n", {"--tree"}).out,
+        "1 multipart/mixed\n  1.1 text/plain, US-ASCII, 1 octets\n");
+}
+
+TEST(ShowDefects, IsOnlyTheDefects) {
+    EXPECT_EQ(show("no colon\nA: b\n\nx\n", {"--defects"}).out,
+              "entity 1, octet 9: a line of the header has no colon and was dropped\n");
+    EXPECT_THAT(show("A: b\n\nx\n", {"--defects"}).out, IsEmpty());
+}
+
+TEST(ShowPart, CharactersOutsideTheFirstPlaneAreWholeInLongTexts) {
+    std::string text = "x";
+    for (int i = 0; i < 20000; ++i) text += "\U0001F600";
+    const std::string mail = "Content-Type: text/plain; charset=utf-8\n\n" + text;
+    EXPECT_EQ(show(mail, {"--part", "1"}).out, text);
+    EXPECT_THAT(show(mail, {}).out, ::testing::EndsWith(":\n" + text + "\n"));
+}
+
 // ---- --headers
 
 TEST(ShowHeaders, AllFieldsAreThereDecoded) {
