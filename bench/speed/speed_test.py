@@ -108,6 +108,12 @@ class Ours(unittest.TestCase):
                 with self.subTest(row.title):
                     self.assertEqual(run_bench.check_ours(row, own, file, expected), [])
 
+    def test_is_told_from_a_driver_that_finds_nothing(self):
+        faults = run_bench.check_ours(ROWS[0], run_bench.Driver("ours", ["true"], None),
+                                      "/dev/null", ROWS[0].make(SCALE)[1])
+        self.assertEqual(len(faults), 2)
+        self.assertIn("parse differs in subject", faults[0])
+
     def test_says_that_it_does_no_such_work(self):
         own = run_bench.Driver("ours", [self.driver], None)
         self.assertIsNone(own.output("juggle", "/dev/null"))
