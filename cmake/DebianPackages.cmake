@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Debian packages of what is installed, one for each component; "cmake --preset package" and cpack make them.
+# Debian packages of what is installed, one for each component: "cmake --preset package", then
+# cpack, makes them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a description of its own
 set(CPACK_PACKAGE_VENDOR "the authors of vtinetlib")

@@ -4,8 +4,8 @@
 
     sbom.py ARCHIVE VERSION TIME
 
-ARCHIVE is the tar archive with all files below one folder, TIME that of the release in seconds since
-1970. The versions of what it needs are those of the Debian packages that are installed here.
+ARCHIVE is the tar archive with all files below one folder, TIME that of the release in seconds
+since 1970. The versions of what it needs are those of the Debian packages that are installed here.
 """
 
 import datetime

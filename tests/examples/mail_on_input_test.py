@@ -14,7 +14,7 @@ import unittest
 
 FORGED_NAMES = b"".join(
     b"--b\r\nContent-Disposition: attachment; filename=\"%s\"\r\n\r\n%d\r\n" % (name, number)
-    for number, name in enumerate([b"../../up.txt", b"/tmp/rooted.txt", b"plain.txt", b"..",
+    for number, name in enumerate([b"../../up.txt", b"/etc/rooted.txt", b"plain.txt", b"..",
                                    b"plain.txt", b".hidden"]))
 FORGED = (b"Subject: forged\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n" +
           FORGED_NAMES + b"--b--\r\n")
