@@ -504,14 +504,13 @@ int hexValue(int octet) {
 int escapedOctet(const char* digits) {
     const int high = hexValue(Traits::to_int_type(digits[0]));
     const int low = hexValue(Traits::to_int_type(digits[1]));
-    return high < 0 ? high : high * 16 | low;
+    return high * 16 | low;
 }
 
-/// Decodes the escape or soft break that `octets` begin with. Takes nothing when it is malformed or
-/// not whole.
-Run decodeEscapeAtHand(std::string_view octets, char* to) {
-    if (octets.size() < 3) return {octets == "=\n" ? 2U : 0U, 0};
-    const int octet = escapedOctet(octets.data() + 1);
+/// Decodes the escape or soft break at `octets`, three of which can be looked at. Takes nothing
+/// when it is malformed.
+Run decodeWholeEscape(const char* octets, char* to) {
+    const int octet = escapedOctet(octets + 1);
     if (octet >= 0) {
         *to = static_cast<char>(octet);
         return {3, 1};
@@ -520,30 +519,40 @@ Run decodeEscapeAtHand(std::string_view octets, char* to) {
     return {octets[1] == '\r' && octets[2] == '\n' ? 3U : 0U, 0};
 }
 
+/// The same where less may be at hand: takes nothing then, either.
+Run decodeEscapeAtHand(std::string_view octets, char* to) {
+    if (octets.size() < 3) return {octets == "=\n" ? 2U : 0U, 0};
+    return decodeWholeEscape(octets.data(), to);
+}
+
 /// Decodes a body in blocks while 64 octets more are at hand and have room: the literals between
 /// two escapes are copied with what follows them, and that is overwritten.
 Run decodeQuotedBlocks(std::string_view octets, char* to, std::size_t room) {
-    constexpr std::size_t size = octetsInMask;
-    Run all{0, 0};
-    for (std::size_t block = 0; octets.size() - block > 2 * size && room - all.given > 2 * size;
-         block += size) {
-        const std::size_t end = block + size;
-        std::uint64_t stops = octetMask(octets.data() + block, '=');
-        for (; stops != 0; stops &= stops - 1) {
-            const std::size_t stop = block + static_cast<std::size_t>(std::countr_zero(stops));
-            std::memcpy(to + all.given, octets.data() + all.taken, size);
-            all.given += stop - all.taken;
-            const Run escape = decodeEscapeAtHand(octets.substr(stop), to + all.given);
-            all.taken = stop + escape.taken;
-            all.given += escape.given;
-            if (escape.taken == 0) return all;
+    constexpr std::ptrdiff_t size = octetsInMask;
+    const char* next = octets.data();
+    const char* const last = next + octets.size();
+    char* const first = to;
+    const char* const end = to + room;
+    const auto copyUpTo = [&](const char* stop) {
+        std::memcpy(to, next, size);
+        to += stop - next;
+        next = stop;
+    };
+    const auto result = [&] {
+        return Run{static_cast<std::size_t>(next - octets.data()),
+                   static_cast<std::size_t>(to - first)};
+    };
+    for (const char* block = next; last - block > 2 * size && end - to > 2 * size; block += size) {
+        for (std::uint64_t stops = octetMask(block, '='); stops != 0; stops &= stops - 1) {
+            copyUpTo(block + std::countr_zero(stops));
+            const Run escape = decodeWholeEscape(next, to);
+            next += escape.taken;
+            to += escape.given;
+            if (escape.taken == 0) return result();
         }
-        if (all.taken >= end) continue;
-        std::memcpy(to + all.given, octets.data() + all.taken, size);
-        all.given += end - all.taken;
-        all.taken = end;
+        if (next < block + size) copyUpTo(block + size);
     }
-    return all;
+    return result();
 }
 
 /// Decodes a body up to an escape that is malformed or not whole.
