@@ -733,15 +733,16 @@ quotedprintablebuf::int_type quotedprintablebuf::decodeEscape(int_type first) {
 
 Zeb_String getBestTransferEncoding(const std::string& data) {
     const std::size_t base64Size = data.size() / 3 * 4;
-    std::size_t quotedSize = 0;
-    bool isSevenBit = true;
-    for (const char c : data) {
-        const int octet = Traits::to_int_type(c);
-        const bool isLineOctet = octet == '\t' || octet == '\r';
-        if ((octet <= 31 || octet >= 127) && !isLineOctet && octet != '\n') isSevenBit = false;
-        quotedSize += isLiteral(octet) || octet == '\r' || octet == '\n' ? 1U : 3U;
+    std::size_t strange = 0;  // no text of 7 bits
+    std::size_t signs = 0;
+    for (const char octet : data) {  // no jumps: the compiler takes several octets at once
+        const bool isPrintable = octet >= ' ' && octet <= '~';
+        const bool isBlank = octet == '\t' || octet == '\r' || octet == '\n';
+        strange += static_cast<std::size_t>(!isPrintable & !isBlank);
+        signs += static_cast<std::size_t>(octet == '=');
     }
-    if (isSevenBit) return u"7bit";
+    if (strange == 0) return u"7bit";
+    const std::size_t quotedSize = data.size() + 2 * (strange + signs);
     return quotedSize > base64Size ? u"base64" : u"quoted-printable";
 }
 
