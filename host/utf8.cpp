@@ -162,10 +162,12 @@ bool appendUtf8(std::string& out, const unsigned short* units, std::size_t lengt
         while (length > 0 && used < block.size() - longestForm) {
             const std::size_t room = block.size() - longestForm - used;
             char* const to = block.data() + used;
-            std::size_t taken = 0;
+            std::size_t taken = 1;
             if (isAscii(*units)) {
                 taken = copyAsciiFront(units, std::min(length, room), to);
                 used += taken;
+            } else if (!isSurrogate(*units)) {
+                used += putUtf8(to, *units);
             } else {
                 const Step step = decodeUtf16(units, length);
                 isValid = isValid && step.isValid;

@@ -86,7 +86,9 @@ Piece pieceOf(const Zeb_String& text, int start, int count) {
     return {text.GetBuffer() + first, static_cast<std::size_t>(length)};
 }
 
-bool isSurrogate(unsigned short unit, unsigned short first) { return (unit & 0xFC00) == first; }
+bool isPair(unsigned short first, unsigned short second) {
+    return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
+}
 
 /// In UTF-8, as it is counted without being converted; a lone surrogate is three octets.
 std::size_t octetCount(const Piece& piece) {
@@ -94,11 +96,22 @@ std::size_t octetCount(const Piece& piece) {
     for (std::size_t i = 0; i < piece.count; ++i) {
         const unsigned short unit = piece.units[i];
         octets += 1U + (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
-        const bool isPair =
-            i > 0 && isSurrogate(piece.units[i - 1], 0xD800) && isSurrogate(unit, 0xDC00);
-        if (isPair) octets -= 2;
+        if (i > 0 && isPair(piece.units[i - 1], unit)) octets -= 2;
     }
     return octets;
+}
+
+/// Whether `second` follows `first`, and both give the same when they are converted as one.
+bool canJoin(const Piece& first, const Piece& second) {
+    return first.count > 0 && first.units + first.count == second.units &&
+           !isPair(first.units[first.count - 1], second.units[0]);
+}
+
+void appendUtf8(std::string& out, const Piece& piece) {
+    if (piece.count == 0) return;
+    AdMbcsString octets;
+    octets.cvtFromUTF16(AdCharset::getUTF8Charset(), piece.units, piece.count, 1);
+    out += octets.getString();
 }
 
 }  // namespace
@@ -110,21 +123,28 @@ std::string encode2047B(const std::string& octets) {
 }
 
 void bi_len(int* lo, int* hi, const Zeb_String& text, std::string& chunk) {
-    AdMbcsString octets;
+    Piece taken{};  // and not yet in the chunk
+    std::size_t size = chunk.size();
     while (*lo < *hi) {
         const int mid = *lo + (*hi - *lo) / 2;
         const Piece piece = pieceOf(text, *lo, mid - *lo + 1);
         // A unit is at least one octet of UTF-8: so much is known before any is looked at.
-        if (chunk.size() + piece.count > wordCapacity ||
-            chunk.size() + octetCount(piece) > wordCapacity) {
+        const bool mayFit = size + piece.count <= wordCapacity;
+        const std::size_t octets = mayFit ? octetCount(piece) : 0;
+        if (!mayFit || size + octets > wordCapacity) {
             *hi = mid;
             continue;
         }
-        octets.cvtFromUTF16(AdCharset::getUTF8Charset(), piece.units, piece.count, 1);
-        chunk += octets.getString();
+        if (!canJoin(taken, piece)) {
+            appendUtf8(chunk, taken);
+            taken = {piece.units, 0};
+        }
+        taken.count += piece.count;
+        size += octets;
         *lo = mid + 1;
-        if (chunk.size() == wordCapacity) return;
+        if (size == wordCapacity) break;
     }
+    appendUtf8(chunk, taken);
 }
 
 // ==== unstructured fields
@@ -158,12 +178,16 @@ void appendEncodedWords(std::string& out, const Zeb_String& text) {
         appendEncodedWord(out, "UTF-8", chunk);
         out += "\r\n ";
     }
-    appendEncodedWord(out, "UTF-8", utf8Of(text.Mid(last, 1)).getString());
+    chunk.clear();
+    appendUtf8(chunk, pieceOf(text, last, 1));
+    appendEncodedWord(out, "UTF-8", chunk);
     out += ' ';
 }
 
 void appendUnstructuredText(std::string& out, const Zeb_String& value) {
-    const AdMbcsString octets = utf8Of(value);
+    AdMbcsString octets;
+    const bool isWellFormed = octets.cvtFromTchar(AdCharset::getUTF8Charset(), value, 0);
+    if (!isWellFormed) octets = utf8Of(value);
     const bool isFolded = octets.getString().find('\n') != std::string::npos;
     const std::string unfoldedOctets = isFolded ? unfolded(octets.getString()) : std::string();
     const std::string& line = isFolded ? unfoldedOctets : octets.getString();
@@ -172,6 +196,8 @@ void appendUnstructuredText(std::string& out, const Zeb_String& value) {
     } else if (line.size() <= wordCapacity) {
         appendEncodedWord(out, "UTF-8", line);
         out += ' ';
+    } else if (isWellFormed && !isFolded) {
+        appendEncodedWords(out, value);
     } else {
         Zeb_String text;
         AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), line.data(), line.size(), text, 1);

@@ -30,7 +30,7 @@ Fill filled(Fill fill, const Zeb_String& text) {
 // The halving fill, with every conversion made.
 void fillSlowly(Fill& fill, const Zeb_String& text) {
     if (fill.lo == fill.hi) return;
-    const int mid = (fill.lo + fill.hi) / 2;
+    const int mid = fill.lo + (fill.hi - fill.lo) / 2;
     const std::string piece = utf8(text.Mid(fill.lo, mid - fill.lo + 1));
     if (fill.chunk.length() + piece.length() < 46) {
         fill.chunk += piece;
@@ -133,6 +133,16 @@ TEST(WordFill, AllBoundsOfShortTexts) {
                     fillSlowly(expected, text);
                     ASSERT_EQ(filled({lo, hi, ""}, text), expected) << lo << ' ' << hi;
                 }
+        }
+}
+
+TEST(WordFill, BoundsBeforeTheTextAndBehindIt) {
+    const Zeb_String text = units(u"a" + pair + u"\xE9" + pair);
+    for (int lo = -9; lo < 9; ++lo)
+        for (int hi = lo; hi < 12; ++hi) {
+            Fill expected{lo, hi, "x"};
+            fillSlowly(expected, text);
+            ASSERT_EQ(filled({lo, hi, "x"}, text), expected) << lo << ' ' << hi;
         }
 }
 
