@@ -3,6 +3,7 @@
 #include "inet/messagetext.utf16.h"
 
 #include <algorithm>
+#include <cstdint>
 
 // ==== reading it all
 
@@ -44,14 +45,16 @@ constexpr std::string_view delimiterStart = "\n--";
 }  // namespace
 
 DelimiterLines::DelimiterLines(std::string_view text) : text_(text) {
-    constexpr std::size_t most = 32768;
+    constexpr std::size_t most = 1 << 18;
+    isComplete_ = text.size() <= UINT32_MAX;
+    if (!isComplete_) return;
     std::size_t place = text.find(delimiterStart);
     for (; place != std::string_view::npos; place = text.find(delimiterStart, place + 1)) {
         isComplete_ = places_.size() < most;
         if (!isComplete_) break;
-        places_.push_back(place);
+        places_.push_back(static_cast<std::uint32_t>(place));
     }
-    if (!isComplete_) places_.clear();
+    if (!isComplete_) places_ = {};
 }
 
 const char* DelimiterLines::find(std::string_view stretch, std::string_view line) const {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <streambuf>
@@ -59,7 +60,7 @@ class DelimiterLines {
 
   private:
     std::string_view text_;
-    std::vector<std::size_t> places_;
+    std::vector<std::uint32_t> places_;
     bool isComplete_ = true;  // else there are too many to keep
 };
 

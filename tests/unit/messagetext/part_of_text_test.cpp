@@ -122,7 +122,7 @@ TEST(PartOfText, EndsWithinTheOuterPart) {
 
 TEST(PartOfText, EndsAtItsDelimiterAmongMoreLinesThanAreKept) {
     std::string text = "x";
-    for (int i = 0; i < 40'000; ++i) text += "\n--";
+    for (int i = 0; i < 300'000; ++i) text += "\n--";
     const std::string whole = text + "\n--b";
     TextSource source(whole);
     TextSource part(source, "\r\n--b", FirstLineFeed::BeginsDelimiter);
