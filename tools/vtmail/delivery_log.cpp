@@ -92,9 +92,10 @@ class DeliveryLog::Explanation {
         takeFault(named("the message"), "message");
     }
 
-    DeliveryFailure failure(const std::string& server) const {
+    DeliveryFailure failure(const std::string& server, bool isMail) const {
         std::string text = shown(server) + ": " + text_;
-        if (text_.empty()) text += "the delivery failed for want of memory or descriptors";
+        if (text_.empty()) text += "it failed for want of memory or descriptors";
+        if (!isMail) return {Failure(exitCode_, text), phase_, reply_};
         if (mayHaveArrived_) text += "; the mail may have arrived all the same";
         if (anybodyGotIt_) text += "; the others got the mail";
         if (!mayHaveArrived_ && !anybodyGotIt_) text += "; nobody got the mail";
@@ -192,11 +193,30 @@ class DeliveryLog::Explanation {
 };
 
 DeliveryFailure DeliveryLog::explain(const std::string& server) const {
+    return explain(server, /*isMail=*/true);
+}
+
+DeliveryFailure DeliveryLog::explainCheck(const std::string& server) const {
+    return explain(server, /*isMail=*/false);
+}
+
+std::vector<std::string> DeliveryLog::offers() const {
+    constexpr std::size_t codeLength = 4;  // "250-"
+    std::vector<std::string> lines;
+    for (const Exchange& exchange : exchanges_)
+        if (exchange.command.starts_with("EHLO") && exchange.code().starts_with('2'))
+            for (std::size_t at = 1; at < exchange.reply.size(); ++at)
+                lines.push_back(
+                    exchange.reply[at].substr(std::min(codeLength, exchange.reply[at].size())));
+    return lines;
+}
+
+DeliveryFailure DeliveryLog::explain(const std::string& server, bool isMail) const {
     if (!isConnected_) return explainConnecting(server);
     Explanation explanation(lastFault_);
     for (const Exchange& exchange : exchanges_) explanation.take(exchange);
     explanation.endMessage();
-    return explanation.failure(server);
+    return explanation.failure(server, isMail);
 }
 
 DeliveryFailure DeliveryLog::explainConnecting(const std::string& server) const {

@@ -53,6 +53,12 @@ class DeliveryLog {
 
     /// Why a delivery by `server` did not reach everybody.
     DeliveryFailure explain(const std::string& server) const;
+    /// Why `server` did not get as far as it should, where no mail was to be sent.
+    DeliveryFailure explainCheck(const std::string& server) const;
+
+    /// The lines of the reply to EHLO behind the first one, without their codes; none when the
+    /// server knows only HELO.
+    std::vector<std::string> offers() const;
 
     /// By transaction, in the order of their RCPT commands; shorter than the list of recipients
     /// where the delivery ended before.
@@ -74,6 +80,7 @@ class DeliveryLog {
     class Explanation;
     class Fates;
 
+    DeliveryFailure explain(const std::string& server, bool isMail) const;
     void addReplyLine(const std::string& line);
     DeliveryFailure explainConnecting(const std::string& server) const;
     static Failure explainResolving(const std::string& name, int status);

@@ -6,9 +6,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "host/host.h"
 #include "tools/vtmail/commands.h"
+#include "tools/vtmail/delivery.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/json_line.h"
 #include "tools/vtmail/mail_settings.h"
@@ -20,6 +22,7 @@ struct SettingsArguments {
     std::string key;
     std::string value;
     bool wantsJson = false;
+    bool traces = false;
 };
 
 std::string listOfKeys() {
@@ -72,6 +75,34 @@ void printPath(bool wantsJson) {
     std::cout << (wantsJson ? jsonLine({{"path", path}}) : path) << "\n";
 }
 
+/// Asks the mail server for its name and what it offers; sends nothing.
+void check(const SettingsArguments& arguments) {
+    const Zeb_String host = mail_settings::get(u"SMTPHost");
+    const std::string name = toUtf8(host);
+    if (host.IsEmpty())
+        throw Failure(EX_CONFIG, "there is no mail server: vtmail settings set SMTPHost NAME");
+    DeliveryLog log;
+    if (!deliverUpTo(LastPhase::Ehlo, {}, host, log, arguments.traces))
+        throw log.explainCheck(name);
+    const std::vector<std::string> offers = log.offers();
+    if (arguments.wantsJson) {
+        std::cout << jsonLine({{"server", name}, {"offers", offers}}) << "\n";
+        return;
+    }
+    std::cout << shown(name)
+              << (offers.empty() ? " answers and offers no extension\n" : " answers and offers:\n");
+    for (const std::string& offer : offers) std::cout << "  " << shown(offer) << "\n";
+}
+
+/// What would keep a mail from being sent all the same.
+void warnOfMissingSettings() {
+    std::cout.flush();
+    if (mail_settings::get(u"SendActive") != u"1")
+        std::cerr << "vtmail: sending is switched off: vtmail settings set SendActive 1\n";
+    if (mail_settings::get(u"ReplyTo").IsEmpty())
+        std::cerr << "vtmail: there is no sender: vtmail settings set ReplyTo ADDRESS\n";
+}
+
 void set(const SettingsArguments& arguments) {
     const Zeb_String key = knownKey(arguments.key);
     const Zeb_String value = fromUtf8(arguments.value, "the value");
@@ -103,6 +134,15 @@ void addSettingsCommand(CLI::App& program) {
     setOne->add_option("KEY", arguments->key, "name of the setting")->required();
     setOne->add_option("VALUE", arguments->value, "its value, UTF-8, one line")->required();
     setOne->callback([arguments] { set(*arguments); });
+
+    CLI::App* checkServer =
+        settings->add_subcommand("check", "ask the mail server what it offers, send nothing");
+    addJson(checkServer);
+    checkServer->add_flag("--trace", arguments->traces, "show the protocol log as it happens");
+    checkServer->callback([arguments] {
+        check(*arguments);
+        warnOfMissingSettings();
+    });
 
     CLI::App* path = settings->add_subcommand("path", "print the path of the settings file");
     addJson(path);

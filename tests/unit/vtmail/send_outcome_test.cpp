@@ -233,6 +233,50 @@ TEST_F(SendStops, APhaseThatIsNoneIsAUsageError) {
     EXPECT_THAT(commands(), IsEmpty());
 }
 
+// ---- settings check
+
+class SettingsCheck : public SendTo {};
+
+TEST_F(SettingsCheck, TellsWhatTheServerOffersAndSendsNothing) {
+    const Outcome run = vtmail({"settings", "check"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, privateAddress() +
+                           " answers and offers:\n  PIPELINING\n  SIZE 10240000\n  8BITMIME\n"
+                           "  HELP\n");
+    EXPECT_THAT(run.err, IsEmpty());
+    EXPECT_THAT(commands(), ElementsAre("EHLO localhost", "QUIT"));
+}
+
+TEST_F(SettingsCheck, AnOldServerOffersNothing) {
+    on(Step::Ehlo, Reply::say("502 what?\r\n"));
+    EXPECT_EQ(vtmail({"settings", "check"}).out,
+              privateAddress() + " answers and offers no extension\n");
+}
+
+TEST_F(SettingsCheck, ForProgramsItIsAnObject) {
+    on(Step::Ehlo, Reply::say("250-x\r\n250-\x1B\r\n250\r\n"));
+    const Outcome run = vtmail({"settings", "check", "--json"});
+    EXPECT_EQ(run.out, R"({"offers":["\u001b",""],"server":")" + privateAddress() + "\"}\n");
+    EXPECT_EQ(differencesFromSchema("settingsCheck", run.out), "");
+}
+
+TEST_F(SettingsCheck, ARefusalIsToldWithoutAWordAboutMail) {
+    on(Step::Greeting, Reply::say("554 go away\r\n"));
+    const Outcome run = vtmail({"settings", "check"});
+    EXPECT_EQ(run.exitCode, EX_UNAVAILABLE);
+    EXPECT_EQ(run.err, "vtmail: " + privateAddress() + ": refused the greeting (554 go away)\n");
+    EXPECT_THAT(run.out, IsEmpty());
+}
+
+TEST_F(SettingsCheck, WhatKeepsAMailFromBeingSentIsSaid) {
+    settings_.folder.setOctets("SMTPHost = " + privateAddress() + "\n");
+    const Outcome run = vtmail({"settings", "check"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("sending is switched off"), HasSubstr("no sender")));
+    settings_.folder.setOctets("SendActive = 1\n");
+    EXPECT_EQ(vtmail({"settings", "check"}).exitCode, EX_CONFIG);
+}
+
 // ---- whole mails
 
 class SendWhole : public SendTo {
