@@ -12,8 +12,10 @@
 #include <vector>
 
 #include "inet/api.h"
-#include "inet/decodeguard.utf16.h"
+#include "inet/mimedefect.utf16.h"
 #include "inet/rfc2822decoder.utf16.h"
+
+class DecodeGuard;
 
 /// A received message with all its entities, which it owns.
 class VTINETLIB_API GuardedMessage {
@@ -27,9 +29,9 @@ class VTINETLIB_API GuardedMessage {
     /// Valid as long as this object, and so are all decoders below it.
     const RFC2822Decoder& getMessage() const { return *message_; }
     /// In the order in which they were met, as many as the limit allows.
-    const std::vector<MIMEDefect>& getDefects() const { return guard_->defects(); }
+    const std::vector<MIMEDefect>& getDefects() const;
     /// How many there are in all.
-    std::size_t getDefectCount() const { return guard_->defectCount(); }
+    std::size_t getDefectCount() const;
 
   private:
     std::unique_ptr<DecodeGuard> guard_;
