@@ -50,6 +50,14 @@ TEST(ShownUnits, AreHarmlessOnALine) {
     });
 }
 
+std::string shownText(const std::string& utf8) {
+    std::ostringstream out;
+    ShownText text(out);
+    text.put(utf8);
+    text.finish();
+    return out.str();
+}
+
 TEST(ShownUnits, AreHarmlessInTextOfLines) {
     forEachPlacedUnit(u"ab\nc", u"d\n", [](const PlacedUnit& text) {
         std::u16string lines = icuWide(shownText(icuUtf8(text.text)));

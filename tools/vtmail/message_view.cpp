@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iostream>
 #include <sstream>
 
 #include "tools/vtmail/failure.h"
@@ -163,7 +162,7 @@ void ShownText::put(std::string_view utf8) {
 void ShownText::finish() {
     write(held_);
     held_.clear();
-    if (!isLineEnded_) std::cout << "\n";
+    if (!isLineEnded_) out_ << "\n";
     isLineEnded_ = true;
 }
 
@@ -173,7 +172,7 @@ void ShownText::write(std::string_view whole) {
         std::string_view piece = whole.substr(0, end);
         const bool isLineEnd = end < whole.size() && whole[end] == '\n';
         if (isLineEnd && piece.ends_with('\r')) piece.remove_suffix(1);
-        std::cout << shown(piece) << whole.substr(end, 1);
+        out_ << shown(piece) << whole.substr(end, 1);
         isLineEnded_ = isLineEnd;
         whole.remove_prefix(std::min(end + 1, whole.size()));
     }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,9 +46,12 @@ std::vector<Entity> readableTexts(const GuardedMessage& message);
 /// The values of a field, UTF-8, decoded, one for each time that it occurs.
 std::vector<std::string> fieldValues(const std::string& raw);
 
-/// Writes text made fit for a terminal to standard output; line ends and tabs stay.
+/// Writes text made fit for a terminal; line ends and tabs stay.
 class ShownText {
   public:
+    /// `out` is not owned.
+    explicit ShownText(std::ostream& out) : out_(out) {}
+
     /// Any octets, in pieces of any size.
     void put(std::string_view utf8);
     /// Writes what was held back, and ends the last line.
@@ -56,6 +60,7 @@ class ShownText {
   private:
     void write(std::string_view whole);
 
+    std::ostream& out_;
     std::string held_;  // which may not be a whole character or line end
     bool isLineEnded_ = true;
 };

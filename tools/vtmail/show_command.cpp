@@ -135,7 +135,7 @@ std::unique_ptr<GuardedMessage> readMessage(const ShowArguments& arguments) {
 void printRaw(const ShowArguments& arguments) {
     Input input(arguments);
     const bool isTerminal = isatty(STDOUT_FILENO) != 0;
-    ShownText text;
+    ShownText text(std::cout);
     std::array<char, 65536> block = {};
     for (std::streamsize count;
          (count = input.octets().sgetn(block.data(), block.size())) > 0 && std::cout;) {
@@ -176,7 +176,7 @@ void printTree(const GuardedMessage& message, std::size_t indent) {
 }
 
 void printShownText(const Entity& entity) {
-    ShownText text;
+    ShownText text(std::cout);
     writeText(entity, [&text](std::string_view piece) { text.put(piece); });
     text.finish();
 }
