@@ -32,11 +32,11 @@ void syncFile(int descriptor, const std::string& path) {
         if (errno != EINTR) failAt(EX_IOERR, "write", path, errno);
 }
 
-void makeFolder(const std::filesystem::path& folder) {
+void makePrivateFolder(const std::filesystem::path& folder) {
     std::error_code ignored;
     if (std::filesystem::is_directory(folder, ignored)) return;
     const std::filesystem::path parent = folder.has_parent_path() ? folder.parent_path() : ".";
-    if (parent != folder && !std::filesystem::exists(parent, ignored)) makeFolder(parent);
+    if (parent != folder && !std::filesystem::exists(parent, ignored)) makePrivateFolder(parent);
     if (mkdir(folder.c_str(), 0700) == 0) return syncFolder(parent);
     const int error = errno;
     if (!std::filesystem::is_directory(folder, ignored))

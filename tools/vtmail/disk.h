@@ -17,7 +17,7 @@ void syncFolder(const std::filesystem::path& folder);
 void syncFile(int descriptor, const std::string& path);
 
 /// Makes a folder that is missing, with its parents. Mail is private: nobody else may look into it.
-void makeFolder(const std::filesystem::path& folder);
+void makePrivateFolder(const std::filesystem::path& folder);
 
 /// Writes all octets at the position of the descriptor.
 void writeAll(int descriptor, std::string_view octets, const std::string& path);

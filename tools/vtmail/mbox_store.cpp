@@ -298,7 +298,7 @@ class LockedMbox {
 class Mbox : public MessageStore {
   public:
     explicit Mbox(const fs::path& file) : path_(fs::absolute(file)) {
-        makeFolder(path_.parent_path());
+        makePrivateFolder(path_.parent_path());
         const HeldEndSignals signals({SIGHUP, SIGINT, SIGTERM});
         const LockedMbox cleanedUp(path_);
     }

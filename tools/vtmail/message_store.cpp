@@ -64,7 +64,7 @@ class FileStore : public MessageStore {
 class Maildir : public FileStore {
   public:
     explicit Maildir(const fs::path& folder) : folder_(folder) {
-        for (const char* name : {"tmp", "new", "cur"}) makeFolder(folder_ / name);
+        for (const char* name : {"tmp", "new", "cur"}) makePrivateFolder(folder_ / name);
     }
 
     fs::path temporaryPath() override { return folder_ / "tmp" / (name_ = uniqueName()); }
@@ -91,7 +91,7 @@ class Maildir : public FileStore {
 class EmlFolder : public FileStore {
   public:
     explicit EmlFolder(const fs::path& folder) : folder_(folder) {
-        makeFolder(folder_);
+        makePrivateFolder(folder_);
         std::error_code error;
         for (fs::directory_iterator entry(folder_, error), end; entry != end && !error;
              entry.increment(error))
