@@ -374,7 +374,7 @@ const std::vector<JobKind>& allJobs() {
         // Kept: settings that cannot be read are empty ones, and sending is off then.
         {.name = "Deliver",
          .make = makeJob<DeliverJob>,
-         .fewestAllocations = 300,
+         .fewestAllocations = 200,
          .fewestCalls = callsOfConnections(10),
          .unnoticed = {Call::Open, Call::Read, Call::Fstat}},
         {.name = "Fetch",
@@ -383,9 +383,9 @@ const std::vector<JobKind>& allJobs() {
          .fewestCalls = callsOfConnections(6)},
         {.name = "DecodePlain",
          .make = makeJob<PlainDecodingJob>,
-         .fewestAllocations = 300,
+         .fewestAllocations = 200,
          .mostLost = memoryOfPlainTree},
-        {.name = "DecodeGuarded", .make = makeJob<GuardedDecodingJob>, .fewestAllocations = 300},
+        {.name = "DecodeGuarded", .make = makeJob<GuardedDecodingJob>, .fewestAllocations = 200},
         {.name = "ReadSettings",
          .make = makeJob<ReadingJob>,
          .fewestAllocations = 20,
@@ -396,7 +396,7 @@ const std::vector<JobKind>& allJobs() {
          .fewestCalls = callsOfWriting},
         {.name = "WriteFirstSettings",
          .make = makeJob<FirstWritingJob>,
-         .fewestAllocations = 40,
+         .fewestAllocations = 30,
          .fewestCalls = {{Call::Mkdir, 2}, {Call::Fsync, 2}, {Call::Rename, 1}}},
     };
     return jobs;
