@@ -143,7 +143,7 @@ Zeb_String AdMailMsg::chooseSender() {
 
 int AdMailMsg::Deliver() {
     try {
-        // Kept: the host takes a mailer that is switched off for one that succeeds.
+        // Kept: a delivery succeeds while sending is switched off, as the host expects.
         if (GetSendActive() == 0) return 1;
         const Zeb_String sender = chooseSender();
         if (headerRecipients_.GetSize() == 0 && blindRecipients_.GetSize() == 0) return 1;

@@ -44,7 +44,7 @@ constexpr std::array<signed char, 256> digitsOf(std::string_view alphabet) {
 
 constexpr std::array<signed char, 256> base64Digits = [] {
     auto digits = digitsOf("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
-    digits[0] = 0;  // kept: NUL counts as "A"
+    digits[0] = 0;  // as in base64buf: NUL counts as "A"
     return digits;
 }();
 

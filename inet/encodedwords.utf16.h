@@ -11,7 +11,7 @@
 /// Octets that are no ASCII are read all the same, as the lenient conversion reads them.
 Zeb_String asciiText(std::string_view octets);
 
-/// Kept: text that is declared as GB2312 often holds characters of its superset.
+/// Kept: GB2312, in capitals, is read as its superset GBK, which text of that name often holds.
 AdCharset charsetNamed(const Zeb_String& name);
 
 /// Appends without a copy where `out` is empty.

@@ -102,7 +102,7 @@ Stored storeField(std::string_view field, HeaderMap& headers, HeaderMap::iterato
     const std::size_t colon = field.find(':');
     if (colon == nowhere) return Stored::NoColon;
     const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
-    if (start == nowhere) return Stored::Whole;  // kept: a field without a value is none
+    if (start == nowhere) return Stored::Whole;  // Kept: a field without a value is none
     Zeb_String name = asciiText(field.substr(0, colon));
     const auto less = headers.key_comp();
     const auto place = placeOf(name, headers, last);
@@ -115,6 +115,7 @@ Stored storeField(std::string_view field, HeaderMap& headers, HeaderMap::iterato
     if (isNew) {
         last = headers.emplace_hint(place, std::move(name), text.substr(0, length));
     } else {
+        // Kept: fields of one name are joined by LF, no comma
         if (!place->second.empty()) place->second += '\n';
         place->second.append(text.substr(0, length));
     }
@@ -289,7 +290,7 @@ void readFields(Lines& lines, Store store) {
     std::string folded;
     for (std::string_view line; lines.next(line);) {
         const std::size_t last = line.find_last_not_of(lineBlanks);
-        if (last == nowhere) return;  // kept: a field that such a line continues is dropped
+        if (last == nowhere) return;  // Kept: a field that a line of blanks continues is dropped
         line = line.substr(0, last + 1);
         const bool isFirst = folded.empty();
         if (!isFirst) folded += line;

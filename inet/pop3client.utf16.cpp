@@ -25,7 +25,7 @@ class MessageLines {
     bool add(std::string_view line) {
         line = withoutTrailingBlanks(line);
         if (line == ".") return false;
-        if (!isFirst_) gathered_ += '\n';
+        if (!isFirst_) gathered_ += '\n';  // Kept: the last line of a message gets no line end
         isFirst_ = false;
         gathered_ += line.starts_with('.') ? line.substr(1) : line;
         return true;
@@ -77,7 +77,7 @@ bool POP3Client::readReply() {
 }
 
 bool POP3Client::sendCommand(const std::string& command) {
-    diag_fmt(lineSent, command);
+    diag_fmt(lineSent, command);  // Kept: the log has the password in clear
     connection_ << command << "\r\n";
     connection_.flush();
     return readReply();
@@ -122,7 +122,7 @@ int POP3Client::countMessages() {
     std::istringstream reply(lastReply_);
     int count = 0;
     reply >> count;
-    return reply.good() ? count : 0;  // kept: a number that ends the line does not count
+    return reply.good() ? count : 0;  // Kept: a STAT reply that ends with its count gives 0
 }
 
 bool POP3Client::getMessage(int n, std::ostream& out) {

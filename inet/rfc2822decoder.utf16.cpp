@@ -59,6 +59,7 @@ constexpr OctetSet atomWithout(std::string_view specials) {
     return octets;
 }
 
+// Kept: a period is no special but part of an atom.
 constexpr OctetSet rfc2822atom = atomWithout("()<>@,;:\\\"[]");
 constexpr OctetSet rfc2045atom = atomWithout("()<>@,;:\\\"/[]?=");
 
@@ -105,7 +106,7 @@ void RFC2822Lexer::takeWhitespace(Zeb_String* token) {
     position_ = end;
 }
 
-/// False when the comment has no end. Kept: without a token for it, its ")" is left.
+/// False when the comment has no end. Kept: of a skipped comment its ")" is left as a token.
 bool RFC2822Lexer::takeComment(Zeb_String* token) {
     std::string content;
     int depth = 1;
@@ -158,7 +159,8 @@ void RFC2822Lexer::takeAtom(Zeb_String& token) {
 
 void RFC2822Lexer::takeSpecial(Zeb_String& token) {
     const auto octet = static_cast<signed char>(text_[position_++]);
-    token = Zeb_String(static_cast<unsigned short>(octet), 1);  // kept: sign-extended
+    // Kept: an octet of 0x80 or above is its sign-extended unit, such as U+FFE9 for 0xE9.
+    token = Zeb_String(static_cast<unsigned short>(octet), 1);
 }
 
 // ==== addresses
@@ -226,7 +228,7 @@ unsigned RFC2822Address::parseAngleAddress(RFC2822Lexer& lexer, Zeb_String& next
     if (!isWord(lexer.nextToken(localPart, true))) return malformed;
     if (!isSpecial(lexer.nextToken(token, true), token, '@')) return malformed;
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
-    // Kept: also when the bracket is not closed.
+    // Kept: an address whose bracket is not closed is malformed, and set all the same.
     smtpAddress_ = std::move(localPart.Append(u"@").Append(token));
     if (!isSpecial(lexer.nextToken(token, true), token, '>')) return malformed;
     return lexer.nextToken(next, true);
@@ -241,7 +243,7 @@ std::vector<RFC2822Address> RFC2822Address::parseAddresses(const std::string& te
     unsigned kind = 0;
     do {
         kind = addresses.emplace_back().parseOneAddress(lexer, next);
-    } while (isSpecial(kind, next, ','));
+    } while (isSpecial(kind, next, ','));  // Kept: a list ends at its first malformed mailbox
     if (kind == malformed) addresses.pop_back();
     return addresses;
 }
@@ -269,7 +271,8 @@ ParameterName takenApart(const Zeb_String& text) {
     const unsigned long section = _tcstoul(number.GetBuffer(), &end, 10);
     if (end != number.GetBuffer() + number.GetLength()) return result;
     result.name = result.name.Left(star);
-    constexpr unsigned long largest = 0x7FFFFFFF;  // kept: beyond it the number is dropped
+    // Kept: a section number of 2^31 or more is dropped.
+    constexpr unsigned long largest = 0x7FFFFFFF;
     if (section <= largest) result.section = static_cast<int>(section);
     return result;
 }
@@ -331,7 +334,7 @@ void parseParameters(RFC2822Lexer& lexer, Zeb_String token, ParameterCollector& 
         if (kind == RFC2822TokenKind::End) return collector.assemble();
         if (kind == RFC2822TokenKind::Special) continue;
         if (kind != RFC2822TokenKind::Atom || !isSection) return;
-        // Kept: once missing behind a section, the separator is expected nowhere any more.
+        // Kept: once missing behind a section of a parameter, a ";" is expected nowhere more.
         needsSeparator = false;
     }
 }
@@ -377,7 +380,7 @@ Zeb_String MIMEHeaderValue::getParameter(const Zeb_String& name,
 
 namespace {
 
-/// The value of an upper-case hexadecimal digit, or -1; lower-case ones are refused, kept.
+/// The value of a digit, or -1. Kept: an extended value with escapes in lower case stays.
 int hexValue(char digit) {
     if (digit >= '0' && digit <= '9') return digit - '0';
     return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
@@ -685,7 +688,7 @@ std::streambuf* MIMEDecoder::getTransferStreambuf() {
         filter_ = std::make_unique<base64buf>(source_, false);
     if (encoding == TransferEncoding::QuotedPrintable && !filter_)
         filter_ = std::make_unique<quotedprintablebuf>(source_, false);
-    // Kept: an encoding that is not known is read as it stands.
+    // Kept: a body in a transfer encoding that is not known is read as it stands.
     return filter_ ? filter_.get() : source_;
 }
 
@@ -750,7 +753,7 @@ void skipToEnd(std::streambuf& source) {
 
 void skipPreamble(std::streambuf& source, const std::string& delimiter, DecodeGuard* guard) {
     multipartboundarybuf preamble(&source, boundaryOf(delimiter));
-    // Kept: a delimiter behind a bare LF at the very start is only found when the LF is peeked at.
+    // Kept: a bare LF at the very start hides the delimiter behind it, unless it is peeked at.
     const bool isHidden =
         guard != nullptr && preamble.sgetc() == '\n' && preamble.sbumpc() == endOfFile;
     if (isHidden) guard->note(MIMEDefect::Kind::BlankLineBeforeParts);
@@ -770,14 +773,14 @@ void skipPreamble(TextSource& body, const std::string& delimiter, DecodeGuard* g
 
 /// Reads on to the next part: the rest of its delimiter line. False behind the last part.
 bool findPart(std::streambuf& source, DecodeGuard* guard) {
-    if (source.sgetc() == '-') {  // kept: one hyphen is taken for the close delimiter
+    if (source.sgetc() == '-') {  // Kept: one hyphen behind a boundary is the close delimiter
         skipToEnd(source);
         return false;
     }
     for (;;) {
         const int octet = source.sbumpc();
         if (octet == '\n') return true;
-        // Kept: without a guard the end of the source is not looked for.
+        // Kept: without a guard a multipart that is cut off is read for ever.
         if (octet == endOfFile && guard != nullptr) {
             guard->note(MIMEDefect::Kind::UnclosedMultipart);
             return false;
@@ -909,6 +912,7 @@ std::vector<RFC2822Address> RFC2822Decoder::parseAddressHeader(const Zeb_String&
 RFC2822Address RFC2822Decoder::getSender() const {
     for (const char16_t* name : {u"Sender", u"From"}) {
         const std::vector<RFC2822Address> addresses = parseAddressHeader(name);
+        // Kept: of a field with several mailboxes none is the sender.
         if (addresses.size() == 1) return addresses.front();
     }
     return {};

@@ -159,7 +159,7 @@ VTINETLIB_API Zeb_String RFC2184Decode(const Zeb_String& value);
 
 // ==== entities
 
-// Destructors are not virtual, and each decoder is destroyed as what it is; kept.
+// Kept: destructors are not virtual, and no decoder destroys those below it.
 // NOLINTBEGIN(cppcoreguidelines-virtual-class-destructor)
 
 class BlockSource;
@@ -289,8 +289,8 @@ class VTINETLIB_API MIMEBinaryDecoder final : public MIMEDecoder {
 /// A multipart entity (RFC 2046, 5.1). Preamble and epilogue are dropped.
 class VTINETLIB_API MIMEMultipartDecoder final : public MIMEDecoder {
   public:
-    /// Does not return when the body ends before the close delimiter, or does not hold the
-    /// boundary; kept.
+    /// Kept: does not return when the body ends before the close delimiter, or does not hold the
+    /// boundary.
     MIMEMultipartDecoder(const HeaderMap& headers, std::istream& in);
     ~MIMEMultipartDecoder();
 

@@ -30,7 +30,7 @@ std::string mimeNameOf(const AdCharset& charset) {
 
 bool isControl(char c) {
     const int octet = std::char_traits<char>::to_int_type(c);
-    return octet <= 31 || octet >= 127;  // kept: an octet of 0x80 or above counts as one
+    return octet <= 31 || octet >= 127;  // Kept: octets of 0x80 and above count as controls
 }
 
 bool holdsControl(const std::string& octets) {
@@ -151,7 +151,7 @@ void bi_len(int* lo, int* hi, const Zeb_String& text, std::string& chunk) {
 
 namespace {
 
-/// Makes a blank of each run of line feeds. A run at the very end becomes one line feed; kept.
+/// Makes a blank of each run of line feeds. Kept: line feeds at the very end become one.
 std::string unfolded(const std::string& octets) {
     std::string line;
     line.reserve(octets.size());
@@ -164,8 +164,9 @@ std::string unfolded(const std::string& octets) {
     return line;
 }
 
-/// Appends the encoded words of a text that is too long for one, on a line each. The last unit is
-/// a word of its own; kept.
+/// Appends the encoded words of a text that is too long for one, on a line each. Kept: the last
+/// unit of a text is a word of its own, and a surrogate pair may be cut, and be shown as two
+/// U+FFFD.
 void appendEncodedWords(std::string& out, const Zeb_String& text) {
     const int last = text.GetLength() - 1;
     int lo = 0;
@@ -194,6 +195,7 @@ void appendUnstructuredText(std::string& out, const Zeb_String& value) {
     if (!holdsControl(line)) {
         out += line;
     } else if (line.size() <= wordCapacity) {
+        // Kept: behind encoded words stands a blank.
         appendEncodedWord(out, "UTF-8", line);
         out += ' ';
     } else if (isWellFormed && !isFolded) {
@@ -213,7 +215,7 @@ bool encodeRFC2047Unstructured(const AdCharset& /*charset*/, const Zeb_String& n
     if (!oneLineOctets(name, nameOctets)) return false;
     out = nameOctets;
     out += ": ";
-    // Kept: a field without a value has no line end.
+    // Kept: a field without a value has no line end, so an empty subject runs into "From: ".
     if (!value.IsEmpty()) {
         appendUnstructuredText(out, value);
         out += "\r\n";
@@ -279,6 +281,7 @@ std::string handleRecip(const std::string& prefix, const std::set<std::string>& 
 
 RFC2822Encoder::RFC2822Encoder() : charset_(AdCharset::getUTF8Charset()) {}
 
+// Kept: neither a copy nor an assignment takes over the charset.
 RFC2822Encoder::RFC2822Encoder(const RFC2822Encoder& other) { *this = other; }
 
 // NOLINTNEXTLINE(cert-oop54-cpp): each member takes itself
@@ -324,7 +327,7 @@ bool RFC2822Encoder::setBcc(const Zeb_String& address, const Zeb_String& name) {
 bool RFC2822Encoder::addHeader(const Zeb_String& name, const Zeb_String& value) {
     std::string field;
     if (!encodeRFC2047Unstructured(charset_, name, value, field)) return false;
-    extraHeaders_.insert(field);
+    extraHeaders_.insert(field);  // Kept: extra fields are copied, and never written
     return true;
 }
 
@@ -413,7 +416,7 @@ std::string RFC2822Encoder::headerText(const std::string& transferEncoding) cons
     text.append("From: ").append(sender_).append("\r\n");
     text += handleRecip("To: ", to_);
     text += handleRecip("Cc: ", cc_);
-    // The caller decides whether a blind recipient is named; AdMailMsg sets none.
+    // Kept: a Bcc that was set is written; the caller decides, and AdMailMsg sets none.
     if (!bcc_.empty()) text.append("Bcc: ").append(bcc_).append("\r\n");
     return text.append("\r\n");
 }

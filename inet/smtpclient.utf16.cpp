@@ -159,7 +159,7 @@ bool SMTPClient::giveUp() {
     return false;
 }
 
-/// Leaves out the first line, the server's name, and the last, which has no line feed; kept.
+/// Leaves out the server's name. Kept: the last line of an EHLO reply is no extension.
 void SMTPClient::storeExtensions() {
     std::istringstream lines(replyText_);
     std::string line;
@@ -169,6 +169,7 @@ void SMTPClient::storeExtensions() {
 
 bool SMTPClient::isExtensionSupported(const Zeb_String& name) const {
     std::string octets;
+    // Kept: an extension is its whole line, case and parameters included.
     return asciiOctets(name, octets) &&
            std::find(extensions_.begin(), extensions_.end(), octets) != extensions_.end();
 }
@@ -189,7 +190,7 @@ unsigned SMTPClient::deliver(const Zeb_String& from, const CStringArray& recipie
     sendCommand("MAIL FROM:<" + extractEmailAddress(sender) + ">");
     if (!isReplyClass('2')) return 0;
     const unsigned accepted = sendRecipients(recipients);
-    sendCommand("DATA");  // without a recipient too: the server's answer is the result
+    sendCommand("DATA");  // Kept: DATA is sent without a recipient, too
     if (!isReplyClass('3')) return 0;
     return sendMessage(message) ? accepted : 0;
 }

@@ -49,6 +49,7 @@ socket_error::socket_error(int code, const char* context)
 
 socket_error::~socket_error() = default;
 
+/// Kept: the message of a socket_error depends on its code alone, the context is not shown.
 std::string socket_error::getMessage(int code, const char* /*context*/) {
     constexpr unsigned int otherFailure = 25977;
     // Errno values; 1 to 3 are also the resolver's HOST_NOT_FOUND, TRY_AGAIN and NO_RECOVERY.
@@ -90,7 +91,7 @@ Zeb_String asciiHostName(const Zeb_String& host, UErrorCode& status) {
     }
     const std::u16string source(utf16.getData(), utf16.getData() + utf16.getLength());
     std::array<char16_t, 65> ascii;
-    // Kept: the newer interface (UTS #46) maps some names otherwise than IDNA 2003 does.
+    // Kept: names are mapped as by IDNA 2003; the newer UTS #46 maps some of them otherwise.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     const int length =
@@ -320,7 +321,7 @@ bool socketbuf::sendPending(int flags) {
         sent = sendWithRoom(length, flags);
     }
     if (sent == -1) raiseSendFailure(WSAGetLastError());
-    // A short send is a failure and is not resumed; kept.
+    // Kept: a short send is a failure, with the octets sent as its code, and is not resumed.
     if (static_cast<std::size_t>(sent) < length) raiseSendFailure(static_cast<int>(sent));
     setp(putBuffer_.get(), putBuffer_.get() + bufferSize);
     return true;

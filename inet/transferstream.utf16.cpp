@@ -27,8 +27,8 @@ using Traits = std::char_traits<char>;
 
 constexpr int endOfFile = Traits::eof();
 
-/// What overflow answers when it is asked to write nothing. Kept: not end-of-file, so that the
-/// caller sees success.
+/// Kept: asked to write end-of-file, overflow answers 0 and not end-of-file, so that the caller
+/// sees success.
 constexpr int nothingWritten = 0;
 
 bool writeText(std::streambuf* target, std::string_view text) {
@@ -146,7 +146,7 @@ constexpr int base64LastGroupColumn = 72;
 constexpr std::array<int, 256> makeBase64Digits() {
     std::array<int, 256> digits{};
     for (int& digit : digits) digit = -1;
-    // Kept: the search for a digit takes in the terminator of the alphabet, so NUL is digit 64.
+    // Kept: NUL, which ends the alphabet, is found in it as digit 64, and so read as "A".
     for (std::size_t i = 0; i < sizeof base64Alphabet; ++i)
         digits[static_cast<unsigned char>(base64Alphabet[i])] = static_cast<int>(i);
     return digits;
@@ -351,7 +351,7 @@ int base64buf::getUnit() {
 base64buf::int_type base64buf::underflow() {
     if (gptr() != egptr()) return Traits::to_int_type(*gptr());
     std::array<int, 4> digits{};
-    for (int& digit : digits) digit = getUnit();  // always four, whatever they are
+    for (int& digit : digits) digit = getUnit();  // Kept: four digits are read, whatever they are
     if (digits[0] >= 0 && (digits[1] < 0 || (digits[3] < 0 && !endSeen_))) malformed_ = true;
     if (digits[0] < 0 || digits[1] < 0) return endOfFile;
     int count = 0;
@@ -397,12 +397,13 @@ constexpr bool isLiteral(int octet) {
     return (octet >= 33 && octet <= 126 && octet != '=') || octet == ' ' || octet == '\t';
 }
 
-/// Kept: the terminator of the set counts as a member, so NUL is literal.
+/// Kept: NUL, which ends the set, counts as a member, so a "Q" word holds it as it is.
 constexpr bool isHeaderLiteral(int octet) {
     return std::string_view(rfc2047safe, sizeof rfc2047safe).find(static_cast<char>(octet)) !=
            std::string_view::npos;
 }
 
+/// The values of the digits, else -1. Kept: an escape in lower case is malformed, and ends a read.
 constexpr std::array<signed char, 256> makeHexValues() {
     std::array<signed char, 256> values{};
     values.fill(-1);
@@ -674,10 +675,10 @@ bool quotedprintablebuf::writeEscape(int_type ch) {
 }
 
 int quotedprintablebuf::sync() {
-    // Kept: a write that fails here is reported as success, unlike in base64buf, and the carriage
-    // return stays pending.
+    // Kept: a write that fails in a sync is reported as success, unlike in base64buf, and a
+    // carriage return stays pending.
     if (previous_ == carriageReturn && !writeEscape(carriageReturn)) return 0;
-    if (column_ != 0) {
+    if (column_ != 0) {  // Kept: a sync in header mode writes a soft break, too
         if (!writeText(target_, "=\r\n")) return 0;
         column_ = 0;
     }
@@ -792,7 +793,7 @@ dotstuffingbuf::int_type dotstuffingbuf::overflow(int_type ch) {
     if (ch == '\n') {
         writeAtLineStart_ = true;
     } else if (ch == '.') {
-        // Kept: a dot leaves the flag set, so every dot of a run at the line start is doubled.
+        // Kept: every dot of a run at the start of a line is doubled, not the first one alone.
         if (writeAtLineStart_ && !writeChar(target_, '.')) return endOfFile;
     } else {
         writeAtLineStart_ = false;
@@ -820,7 +821,7 @@ dotstuffingbuf::int_type dotstuffingbuf::uflow() {
     }
     const int_type next = target_->sbumpc();
     if (next == '\r') {
-        target_->sbumpc();  // the line feed, whatever it is
+        target_->sbumpc();  // Kept: whatever follows a dot and a CR is taken for the line feed
         endReached_ = true;
         return endOfFile;
     }
@@ -828,7 +829,7 @@ dotstuffingbuf::int_type dotstuffingbuf::uflow() {
     return next;
 }
 
-/// Kept: a peek drops the stuffed dot and leaves the line-start flag set.
+/// Kept: a peek at a dot that starts a line takes it, and what follows still starts a line.
 dotstuffingbuf::int_type dotstuffingbuf::underflow() {
     if (endReached_) return endOfFile;
     const int_type octet = target_->sgetc();

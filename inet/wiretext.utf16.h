@@ -21,7 +21,7 @@ bool asciiOctets(const Zeb_String& text, std::string& octets);
 bool oneLineOctets(const Zeb_String& text, std::string& octets);
 
 /// A line that was received, without the blanks, tabs and carriage returns at its end. Kept: a line
-/// of nothing else stays as it is.
+/// of blanks alone stays as it is, so a blank line of a message is a lone carriage return.
 std::string_view withoutTrailingBlanks(std::string_view line);
 void removeTrailingBlanks(std::string& line);
 

@@ -123,6 +123,13 @@ TEST(SocketOpen, asksForTheAsciiFormOfAHostName) {
                 ElementsAre("getaddrinfo(b\u00fccher.example,smtp) failed (-2)"));
 }
 
+// U+1E9E has been a letter since Unicode 5.1; IDNA 2003 knows those of Unicode 3.2.
+TEST(SocketOpen, takesAHostNameOfALaterUnicodeForAnUnknownOne) {
+    UnknownHost unknown;
+    EXPECT_EQ(unknown.open(u"\u1e9e.example", u"smtp"), U_IDNA_UNASSIGNED_ERROR);
+    EXPECT_EQ(unknown.host, "");
+}
+
 TEST(SocketOpen, asksForAHostNameOf65Units) {
     UnknownHost unknown;
     unknown.open(wide(labels(32, 32)), u"smtp");
