@@ -22,6 +22,7 @@ def load(name):
 
 
 budgets = load("check-budgets")
+kept = load("kept-behaviours")
 layers = load("check-layers")
 mutate = load("mutate")
 tests_ran = load("check-tests-ran")
@@ -261,6 +262,59 @@ def changes(code):
         file.write(code)
         file.flush()
         return [mutant.change for mutant in mutate.mutants_of(file.name)]
+
+
+class KeptBehavioursTest(TreeTest):
+    """A tree with one behaviour and its test, before each case changes it."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("inet/a.cpp", "int a;  // Kept: a is not set.\n")
+        self.write("tests/a_test.cpp", 'TEST_P(A, isNotSet) {}\nRow rows[] = {{"first"}};\n')
+        self.write("scripts/kept-tests", "# c\n\ninet/a.cpp\n  A is\n    A.isNotSet\n")
+
+    def complaints(self):
+        tree = kept.Tree(self.root)
+        tree.page()
+        return tree.complaints
+
+    def test_sentences_end_with_their_comments(self):
+        text = ("/// What it does. Kept: the\n/// end.\nint a;\n// Kept: b\n\n// no\n"
+                "int c;  // kept: c.\n// Kept: d\n// NOLINT(x)\n// Kept by number\n")
+        self.assertEqual(kept.behaviours_in(text), ["The end.", "B.", "C.", "D."])
+
+    def test_a_behaviour_stands_on_the_page_with_its_test(self):
+        tree = kept.Tree(self.root)
+        self.assertIn("| A is not set. | [`A.isNotSet`](../tests/a_test.cpp) |", tree.page())
+        self.assertEqual(tree.complaints, [])
+
+    def test_a_behaviour_without_a_test(self):
+        self.write("scripts/kept-tests", "")
+        self.assertEqual(self.complaints(),
+                         ["inet/a.cpp: scripts/kept-tests names no test of 'A is not set.'"])
+
+    def test_a_test_that_does_not_exist(self):
+        self.write("tests/a_test.cpp", "")
+        self.assertEqual(self.complaints(), ["scripts/kept-tests: there is no test A.isNotSet"])
+
+    def test_a_row_of_a_test(self):
+        self.write("scripts/kept-tests",
+                   "inet/a.cpp\n  A\n    A.isNotSet/first\n    A.isNotSet/second\n")
+        self.assertEqual(self.complaints(),
+                         ["scripts/kept-tests: there is no test A.isNotSet/second"])
+
+    def test_a_test_without_a_behaviour(self):
+        self.write("inet/a.cpp", "")
+        self.assertEqual(self.complaints(),
+                         ["scripts/kept-tests: no one behaviour of inet/a.cpp begins 'A is'"])
+
+    def test_a_table_that_cannot_be_read_is_an_error(self):
+        with self.assertRaises(ValueError):
+            kept.tests_by_beginning("  A\n")
+
+    def test_another_form_of_mark(self):
+        self.write("inet/a.cpp", "int a;  // Kept: a is not set\n\n// So it is; kept.\n")
+        self.assertEqual(self.complaints(), ['inet/a.cpp:3: write "Kept: SENTENCE"'])
 
 
 class MutantsTest(unittest.TestCase):
