@@ -22,6 +22,7 @@ def load(name):
 
 
 budgets = load("check-budgets")
+docs = load("check-docs")
 kept = load("kept-behaviours")
 layers = load("check-layers")
 mutate = load("mutate")
@@ -315,6 +316,46 @@ class KeptBehavioursTest(TreeTest):
     def test_another_form_of_mark(self):
         self.write("inet/a.cpp", "int a;  // Kept: a is not set\n\n// So it is; kept.\n")
         self.assertEqual(self.complaints(), ['inet/a.cpp:3: write "Kept: SENTENCE"'])
+
+
+class DocumentsTest(TreeTest):
+    """A tree with a document and what it speaks of, before each case adds to it."""
+
+    def complaints(self, *lines):
+        self.write("docs/b.md", "# The `b` of it\n")
+        self.write("tests/c.cpp", "int f() {\n    g();\n    return 1;\n}\n")
+        self.write("docs/a.md", "\n".join(lines) + "\n")
+        return docs.Checker(self.root.resolve()).complaints()
+
+    def test_what_is_there(self):
+        self.assertEqual(self.complaints(
+            "[b](b.md) [b](b.md#the-b-of-it) [x](https://x.example/y) [here](#a)", "## A",
+            "![a b](b.md) `tests/c.cpp` `tests/*.cpp` `tests/` `docs/a.md#x` `[x](y)`"), [])
+
+    def test_links_that_lead_nowhere(self):
+        self.assertEqual(self.complaints("[b](c.md)", "[b](b.md#c)", "[x](../../..)"),
+                         ["docs/a.md:1: c.md leads nowhere", "docs/a.md:2: b.md#c leads nowhere",
+                          "docs/a.md:3: ../../.. leads nowhere"])
+
+    def test_a_picture_without_text(self):
+        self.assertEqual(self.complaints("![](b.md)"),
+                         ["docs/a.md:1: the picture b.md has no text in its place"])
+
+    def test_a_file_that_is_not_there(self):
+        self.assertEqual(self.complaints("see `tests/d.cpp`"),
+                         ["docs/a.md:1: there is no tests/d.cpp"])
+
+    def test_a_block_that_stands_in_its_file(self):
+        self.assertEqual(self.complaints("<!-- from tests/c.cpp -->", "```cpp", "g();", "return 1;",
+                                         "```"), [])
+
+    def test_a_block_that_does_not(self):
+        self.assertEqual(self.complaints("<!-- from tests/c.cpp -->", "```cpp", "g();", "return 2;",
+                                         "```"),
+                         ["docs/a.md:3: the block does not stand in tests/c.cpp"])
+
+    def test_links_in_blocks_are_none(self):
+        self.assertEqual(self.complaints("```sh", "[a](nowhere)", "```"), [])
 
 
 class MutantsTest(unittest.TestCase):
