@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Language, warnings and instrumentation for every target of the tree.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

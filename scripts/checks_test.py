@@ -25,6 +25,7 @@ budgets = load("check-budgets")
 docs = load("check-docs")
 kept = load("kept-behaviours")
 layers = load("check-layers")
+licences = load("check-licences")
 mutate = load("mutate")
 tests_ran = load("check-tests-ran")
 
@@ -356,6 +357,36 @@ class DocumentsTest(TreeTest):
 
     def test_links_in_blocks_are_none(self):
         self.assertEqual(self.complaints("```sh", "[a](nowhere)", "```"), [])
+
+
+class LicencesTest(TreeTest):
+    """A tree with its licence and a document, before each case adds to it."""
+
+    MARK = "// SPDX-License" + "-Identifier:"  # in one piece it would be this file's own
+
+    def complaints(self, name, text):
+        self.write("LICENSES/Apache-2.0.txt", "")
+        self.write(".reuse/dep5", "Format: x\n\nFiles: docs/*\n LICENSES/* .reuse/*\nLicense: y\n")
+        self.write("build/a.cpp", "")
+        self.write(name, text)
+        return licences.complaints(self.root)
+
+    def test_code_that_names_its_licence(self):
+        self.assertEqual(self.complaints("a.cpp", f"{self.MARK} Apache-2.0\n"), [])
+
+    def test_code_that_does_not(self):
+        wrong = "no SPDX-License-Identifier in its first lines"
+        self.assertEqual(self.complaints("docs/a.h", "int a;\n"), [f"docs/a.h: {wrong}"])
+        self.assertEqual(self.complaints("docs/b", "#!/bin/sh\n"),
+                         [f"docs/a.h: {wrong}", f"docs/b: {wrong}"])
+
+    def test_a_licence_without_its_text(self):
+        self.assertEqual(self.complaints("a.cpp", f"{self.MARK} MIT\n"),
+                         ["a.cpp: there is no LICENSES/MIT.txt"])
+
+    def test_other_files(self):
+        self.assertEqual(self.complaints("docs/a.md", "a\n"), [])
+        self.assertEqual(self.complaints("a.md", "a\n"), ["a.md: .reuse/dep5 does not speak of it"])
 
 
 class MutantsTest(unittest.TestCase):
