@@ -49,7 +49,7 @@ class Server:
 
     def empty_mailboxes(self):
         shutil.rmtree(self.mailboxes, ignore_errors=True)
-        _make_folder(self.mailboxes, self.mailbox_owner)
+        make_folder(self.mailboxes, self.mailbox_owner)
 
     def _await(self, condition, what):
         deadline = time.monotonic() + PATIENCE
@@ -154,16 +154,16 @@ class Postfix(MailServer):
     def _prepare(self):
         etc = pathlib.Path("/etc/postfix")
         etc.mkdir(exist_ok=True)
-        (etc / "main.cf").write_text(_unindented(self._MAIN))
-        (etc / "master.cf").write_text(_unindented(self._MASTER))
+        (etc / "main.cf").write_text(unindented(self._MAIN))
+        (etc / "master.cf").write_text(unindented(self._MASTER))
         (etc / "mailboxes").write_text(
             "".join(f"{name}@{DOMAIN} {name}/\n" for name in self.mailbox_names))
         for name in ("active", "bounce", "corrupt", "defer", "deferred", "hold", "incoming",
                      "private", "public", "saved", "trace"):
-            _make_folder(self._QUEUE / name, "postfix")
-        _make_folder(self._QUEUE / "maildrop", "postfix")
-        _make_folder(self._QUEUE / "pid", "root")
-        _make_folder(SCRATCH / "postfix-data", "postfix")
+            make_folder(self._QUEUE / name, "postfix")
+        make_folder(self._QUEUE / "maildrop", "postfix")
+        make_folder(self._QUEUE / "pid", "root")
+        make_folder(SCRATCH / "postfix-data", "postfix")
 
 
 class OpenSmtpd(MailServer):
@@ -174,7 +174,7 @@ class OpenSmtpd(MailServer):
     def _prepare(self):
         accounts = ", ".join(f'"{name}@{DOMAIN}" = "{MAILBOX_OWNER}"'
                              for name in self.mailbox_names)
-        pathlib.Path("/etc/smtpd.conf").write_text(_unindented(f"""
+        pathlib.Path("/etc/smtpd.conf").write_text(unindented(f"""
             table accounts {{ {accounts} }}
             smtp max-message-size "100M"
             listen on {ADDRESS} port 25 hostname "mail.{DOMAIN}"
@@ -198,10 +198,10 @@ class Exim(MailServer):
     queues = [_SPOOL / "input"]
 
     def _prepare(self):
-        _make_folder(self._SPOOL, "Debian-exim")
+        make_folder(self._SPOOL, "Debian-exim")
         etc = pathlib.Path("/etc/exim4")
         etc.mkdir(exist_ok=True)
-        (etc / "exim4.conf").write_text(_unindented(f"""
+        (etc / "exim4.conf").write_text(unindented(f"""
             primary_hostname = mail.{DOMAIN}
             spool_directory = {self._SPOOL}
             log_file_path = {self._SPOOL}/%s.log
@@ -254,7 +254,7 @@ class Dovecot(Server):
     def _prepare(self):
         etc = pathlib.Path("/etc/dovecot")
         etc.mkdir(exist_ok=True)
-        (etc / "dovecot.conf").write_text(_unindented(f"""
+        (etc / "dovecot.conf").write_text(unindented(f"""
             protocols = pop3
             listen = {ADDRESS}
             ssl = no
@@ -331,10 +331,10 @@ def _is_open(address, port):
         return False
 
 
-def _make_folder(path, owner):
+def make_folder(path, owner):
     path.mkdir(parents=True, exist_ok=True)
     shutil.chown(path, owner, owner)
 
 
-def _unindented(text):
+def unindented(text):
     return "".join(line.strip() + "\n" for line in text.splitlines())
