@@ -180,13 +180,16 @@ class LimitedHeader : public std::streambuf {
     void skipRest() {
         int_type octet = source_->sbumpc();
         while (octet != endOfFile && !(octet == '\n' && lineIsBlank_)) {
+            // A line of blanks that continues a field would have dropped it.
+            wasCut_ = wasCut_ || (last_ == '\n' && isFold(octet)) ||
+                      !(octet == '\n' || octet == '\r' || isFold(octet));
             follow(octet);
-            wasCut_ = wasCut_ || !(octet == '\n' || octet == '\r' || isFold(octet));
             octet = source_->sbumpc();
         }
     }
 
     void follow(int_type octet) {
+        last_ = octet;
         if (octet == '\n')
             lineIsBlank_ = true;
         else if (octet != '\r' && !isFold(octet))
@@ -195,6 +198,7 @@ class LimitedHeader : public std::streambuf {
 
     std::streambuf* source_;
     std::size_t left_;
+    int_type last_ = '\n';
     bool lineIsBlank_ = true;  // so far
     bool isSkipped_ = false;
     bool wasCut_ = false;
@@ -237,10 +241,10 @@ class TextLines {
         line = rest.substr(0, end);
         take(std::min(line.size() + 1, rest.size()));
         if (end != nowhere) return true;
-        look(isBlank(line));
+        look(isBlank(line), /*isLineStart=*/line.empty());
         return !line.empty();
     }
-    bool isContinued() { return isFold(look(/*lineIsBlank=*/true)); }
+    bool isContinued() { return isFold(look(/*lineIsBlank=*/true, /*isLineStart=*/true)); }
     void cut() {
         left_ = 0;
         wasCut_ = true;
@@ -253,22 +257,23 @@ class TextLines {
         left_ -= count;
     }
 
-    /// The next octet. `lineIsBlank`: what was read of its line.
-    int look(bool lineIsBlank) {
+    /// The next octet. `lineIsBlank`: what was read of its line; `isLineStart`: nothing was.
+    int look(bool lineIsBlank, bool isLineStart) {
         if (left_ > 0) return text_.sgetc();
-        if (!std::exchange(isSkipped_, true)) skipRest(lineIsBlank);
+        if (!std::exchange(isSkipped_, true)) skipRest(lineIsBlank, isLineStart);
         return endOfFile;
     }
 
     /// To the end of the block, its blank line included.
-    void skipRest(bool lineIsBlank) {
+    void skipRest(bool lineIsBlank, bool isLineStart) {
         for (bool isBlockEnd = false; !isBlockEnd && text_.sgetc() != endOfFile;) {
             const std::string_view rest = text_.rest();
             const std::string_view line = rest.substr(0, rest.find('\n'));
-            wasCut_ = wasCut_ || !isBlank(line);
+            // A line of blanks that continues a field would have dropped it.
+            wasCut_ = wasCut_ || (isLineStart && isFold(text_.sgetc())) || !isBlank(line);
             isBlockEnd = lineIsBlank && isBlank(line) && line.size() < rest.size();
             text_.take(std::min(line.size() + 1, rest.size()));
-            lineIsBlank = true;
+            lineIsBlank = isLineStart = true;
         }
     }
 

@@ -159,10 +159,15 @@ TEST(HeaderLimit, FindsTheEndOfTheBlockWhereverItCuts) {
 }
 
 TEST(HeaderLimit, IsNotFeltWhereOnlyBlanksLieBeyondIt) {
-    const std::string text = "A: b\r\n \t\r\nbody";
-    for (std::size_t limit = text.find("\r\n"); limit < text.find("body"); ++limit)
+    const std::string text = "A: b \t\r\n\r\nbody";
+    for (std::size_t limit = text.find(" \t"); limit < text.find("body"); ++limit)
         EXPECT_EQ(Decoded(text, {.headerSize = limit}).defects(), Defects{}) << limit;
     EXPECT_EQ(Decoded("A: b\n", {.headerSize = 5}).defects(), Defects{});
+}
+
+TEST(HeaderLimit, IsFeltWhereALineOfBlanksBeyondItWouldDropAField) {
+    const Decoded decoded("A: b\n \nbody", {.headerSize = 5});
+    EXPECT_EQ(decoded.defects(), (Defects{"headerTooLarge in 1 at 7"}));
 }
 
 TEST(HeaderLimit, HoldsForEachPart) {

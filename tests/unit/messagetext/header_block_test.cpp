@@ -51,6 +51,8 @@ const std::string blocks[] = {
     "A: b\nno colon\n more\nB:\n\n\n",
     "a: b\nA: c\n : d\n \nX: y\n\n",
     "A: b\n\r\t \nX: y\n",
+    "A: b\n\t \r\nX: y\n",
+    "A: b \n \n \nX: y\n",
     "To: a@b, c@d,\n e@f\nContent-Type: a/b; c=d; e=f\n\nrest",
     "A: b\nX: y",
     "A: b\n \t",
@@ -64,6 +66,27 @@ TEST(HeaderBlockInMemory, IsReadAsInAStreamWithinEachLimit) {
             limits.headerSize = size;
             ASSERT_EQ(ofText(text, limits), ofStream(text, limits))
                 << testing::PrintToString(text) << size;
+        }
+}
+
+/// Without limits.
+HeaderMap wholeOf(const std::string& text) {
+    std::istringstream in(text);
+    HeaderMap headers;
+    readHeaderBlock(headers, in);
+    return headers;
+}
+
+TEST(HeaderBlockInMemory, IsWholeWithinALimitThatShowsNoDefect) {
+    for (const std::string& text : blocks)
+        for (std::size_t size = 0; size <= text.size() + 1; ++size) {
+            MIMELimits limits;
+            limits.headerSize = size;
+            for (const Outcome& outcome : {ofText(text, limits), ofStream(text, limits)})
+                if (outcome.defects.empty()) {
+                    ASSERT_EQ(outcome.headers, wholeOf(text))
+                        << testing::PrintToString(text) << size;
+                }
         }
 }
 
