@@ -45,8 +45,10 @@ class DecodeGuard {
   public:
     /// What an entity takes beside its content: decoder, place, pointer in a growing vector.
     static constexpr std::size_t entityCost = 208;
+    /// What each octet read allows to be spent, in octets.
     static constexpr unsigned long long overheadPerOctet = 4;
 
+    /// Copies the limits.
     explicit DecodeGuard(const MIMELimits& limits);
     /// Destroys the decoders.
     ~DecodeGuard();
@@ -56,6 +58,7 @@ class DecodeGuard {
     /// One level down while it lives, in the entity of this number.
     class Level {
       public:
+        /// The guard may be null, and is not owned.
         Level(DecodeGuard* guard, std::size_t number);
         ~Level();
         Level(const Level&) = delete;
@@ -65,6 +68,7 @@ class DecodeGuard {
         DecodeGuard* guard_;
     };
 
+    /// Those that it was made with.
     const MIMELimits& limits() const { return limits_; }
     /// Whether the entity at hand may have none below it.
     bool isAtDepthLimit() const { return path_.size() >= limits_.depth; }
@@ -88,6 +92,7 @@ class DecodeGuard {
 
     /// Notes a defect of the entity at hand, here.
     void note(MIMEDefect::Kind kind);
+    /// Those that are kept.
     const std::vector<MIMEDefect>& defects() const { return defects_; }
     /// Those that are not kept included.
     std::size_t defectCount() const { return defectCount_; }
@@ -95,6 +100,7 @@ class DecodeGuard {
     /// What is read from while it lives; the first one holds the message.
     class Input {
       public:
+        /// The guard may be null; neither is owned.
         Input(DecodeGuard* guard, const MeteredSource& source);
         ~Input();
         Input(const Input&) = delete;
@@ -106,8 +112,10 @@ class DecodeGuard {
 
   private:
     MeteredSource::Meter reading() const;
+    /// How far in the message the reading has come, in octets.
     unsigned long long offset() const;
 
+    /// A decoder of any class, with what deletes it.
     struct Owned {
         void* decoder;
         void (*destroy)(void* decoder);

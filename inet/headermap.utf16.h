@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Header fields by name.
+//
+// Raw: what a value means, inet/rfc2822decoder.utf16.h tells. One thread at a time per object.
 #pragma once
 
 #include <map>
@@ -23,6 +25,7 @@ struct CaseInsensitiveLess {
     }
 
   private:
+    /// A capital's small letter; other units are themselves.
     static int folded(int unit) { return unit >= 'A' && unit <= 'Z' ? unit + ('a' - 'A') : unit; }
 };
 

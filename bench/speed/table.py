@@ -234,6 +234,7 @@ def svg(rows):
     width, height = LEFT + WIDTH + RIGHT, bottom + 12
     shown = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
              f'font-family="sans-serif" font-size="12">',
+             "<!-- SPDX-License-Identifier: Apache-2.0 -->",
              f'<rect width="{width}" height="{height}" fill="white"/>',
              *drawn_legend(rows), *drawn_axis(bottom)]
     for at, row in enumerate(rows):
