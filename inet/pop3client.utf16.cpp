@@ -3,8 +3,10 @@
 #include "inet/pop3client.utf16.h"
 
 #include <sstream>
+#include <streambuf>
 #include <string_view>
 
+#include "inet/readarea.utf16.h"
 #include "inet/wiretext.utf16.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include <streambuf>
 #include <string_view>
 
+#include "inet/readarea.utf16.h"
 #include "inet/transferstream.utf16.h"
 #include "inet/wiretext.utf16.h"
 

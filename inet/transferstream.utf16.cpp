@@ -14,12 +14,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <string_view>
 #include <typeinfo>
 
 #include "inet/base64vector.utf16.h"
 #include "inet/octetmask.utf16.h"
+#include "inet/readarea.utf16.h"
 
 namespace {
 
@@ -37,21 +37,6 @@ bool writeText(std::streambuf* target, std::string_view text) {
 }
 
 bool writeChar(std::streambuf* target, char c) { return target->sputc(c) != endOfFile; }
-
-/// The octets that another buffer has at hand. Its accessors are protected, and reached as members
-/// of this class.
-class GetArea : public std::streambuf {
-  public:
-    static std::string_view of(std::streambuf& buffer) {
-        const char* const first = (buffer.*&GetArea::gptr)();
-        const char* const last = (buffer.*&GetArea::egptr)();
-        constexpr std::ptrdiff_t most = std::numeric_limits<int>::max();  // for gbump
-        return {first, static_cast<std::size_t>(std::min(last - first, most))};
-    }
-    static void take(std::streambuf& buffer, std::size_t count) {
-        (buffer.*&GetArea::gbump)(static_cast<int>(count));
-    }
-};
 
 multipartboundarybuf* asBodyPart(std::streambuf* buffer) {
     // Of a class derived from it nobody knows what its octets are.
@@ -884,14 +869,14 @@ OctetsAtHand::OctetsAtHand(std::streambuf* source, const multipartboundarybuf* p
 
 std::string_view OctetsAtHand::look(std::size_t most) const {
     if (!isReady_) return {};
-    const std::string_view octets = GetArea::of(*bottom_);
+    const std::string_view octets = ReadArea::of(*bottom_);
     return bottom_ == source_ ? octets.substr(0, most) : plainFront(octets, most);
 }
 
 void OctetsAtHand::take(std::size_t count) {
-    const std::string_view octets = GetArea::of(*bottom_).substr(0, count);
+    const std::string_view octets = ReadArea::of(*bottom_).substr(0, count);
     const std::size_t settled = bottom_ == source_ ? count : settledFront(octets).size();
-    GetArea::take(*bottom_, settled);
+    ReadArea::take(*bottom_, settled);
     for (std::size_t done = settled; done < count; ++done) source_->sbumpc();
 }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "inet/wiretext.utf16.h"
 
-#include <algorithm>
-#include <limits>
 #include <string_view>
 
 namespace {
@@ -33,19 +31,6 @@ std::string_view withoutTrailingBlanks(std::string_view line) {
 }
 
 void removeTrailingBlanks(std::string& line) { line.resize(withoutTrailingBlanks(line).size()); }
-
-// The accessors of another buffer are protected; they are reached as members of this class.
-
-std::string_view ReadArea::of(std::streambuf& buffer) {
-    const char* const first = (buffer.*&ReadArea::gptr)();
-    const char* const last = (buffer.*&ReadArea::egptr)();
-    constexpr std::ptrdiff_t most = std::numeric_limits<int>::max();  // for gbump
-    return {first, static_cast<std::size_t>(std::min(last - first, most))};
-}
-
-void ReadArea::take(std::streambuf& buffer, std::size_t count) {
-    (buffer.*&ReadArea::gbump)(static_cast<int>(count));
-}
 
 bool isReporting() {
     return AdDiagnostic::m_DiagnosticFlags[mailDiagnostics] != 0 &&

@@ -5,8 +5,6 @@
 // std::bad_alloc.
 #pragma once
 
-#include <cstddef>
-#include <streambuf>
 #include <string>
 #include <string_view>
 
@@ -24,16 +22,6 @@ bool oneLineOctets(const Zeb_String& text, std::string& octets);
 /// of blanks alone stays as it is, so a blank line of a message is a lone carriage return.
 std::string_view withoutTrailingBlanks(std::string_view line);
 void removeTrailingBlanks(std::string& line);
-
-/// The octets that any buffer has received or read already, for those that would take them one by
-/// one. A buffer may have none at hand and yet more to come.
-class ReadArea : public std::streambuf {
-  public:
-    /// Valid until the next call to the buffer.
-    static std::string_view of(std::streambuf& buffer);
-    /// Takes `count` of them, at most as many as there are.
-    static void take(std::streambuf& buffer, std::size_t count);
-};
 
 /// Whether the host wants the library's reports (diagnostic id 11).
 bool isReporting();
