@@ -132,7 +132,8 @@ template <typename From, typename To>
 std::size_t copyAsciiFront(const From* text, std::size_t length, To* to) {
     std::size_t done = 0;
     while (length - done >= blockSize && copyAsciiBlock(text + done, to + done)) done += blockSize;
-    for (; done < length && isAscii(text[done]); ++done) to[done] = static_cast<To>(text[done]);
+    for (; done < length && isAscii(text[done]); ++done)
+        to[done] = static_cast<To>(static_cast<std::make_unsigned_t<From>>(text[done]));
     return done;
 }
 

@@ -242,7 +242,7 @@ char* encodeLines(const char* from, std::size_t groups, int& column, char* to) {
 }
 
 /// Groups written at once, 48 lines of 76 digits.
-constexpr std::streamsize groupsInBlock = 48 * 19;
+constexpr std::streamsize groupsInBlock = std::streamsize{48} * 19;
 
 }  // namespace
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <stdexcept>
 
 #include "bench/net/mails.h"
@@ -189,7 +190,7 @@ int runNetCell(int argc, char** argv, NetClient& client) {
         }
         expect(isKnown, "one argument: a row, or --quick");
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s %s: %s\n", argv[0], name.data(), error.what());
+        std::cerr << argv[0] << ' ' << name << ": " << error.what() << '\n';
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

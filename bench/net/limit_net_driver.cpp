@@ -6,8 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <stdexcept>
 #include <string_view>
 
@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
         if (row == "tcp_1k") return measureWrites(row, std::size_t{1} << 10), EXIT_SUCCESS;
         throw std::runtime_error("one argument: tcp_64k or tcp_1k");
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+        std::cerr << argv[0] << ": " << error.what() << '\n';
         return EXIT_FAILURE;
     }
 }

@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -172,8 +173,8 @@ class Journal {
         long long length = 0;
         Block block;
         const std::string header(readAt(file_, 0, block, path_).substr(0, headerLength));
-        const bool isHeader = std::sscanf(header.c_str(), "%lld %lld", &oldSize, &length) == 2 &&
-                              header == headerFor(oldSize, length);
+        std::istringstream numbers(header);
+        const bool isHeader = numbers >> oldSize >> length && header == headerFor(oldSize, length);
         const off_t tail = sizeOf(mbox, path) - oldSize;
         if (!isHeader || sizeOf(file_, path_) != headerLength + length) return -1;
         return tail > 0 && tail < length && isSame(mbox, oldSize, tail, path) ? oldSize : -1;

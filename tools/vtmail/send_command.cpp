@@ -80,6 +80,7 @@ Zeb_String readBody(const SendArguments& arguments) {
 
 std::vector<Zeb_String> addresses(const std::vector<std::string>& texts, const char* option) {
     std::vector<Zeb_String> all;
+    all.reserve(texts.size());
     for (const std::string& text : texts) all.push_back(checkedAddress(text, option, EX_DATAERR));
     return all;
 }
