@@ -102,15 +102,6 @@ Plan randomPlan(std::mt19937& random, char filter, std::size_t length) {
     return plan;
 }
 
-std::string randomPieces(std::mt19937& random, const std::vector<std::string>& pieces) {
-    std::string text;
-    for (std::size_t count = random() % 30; count > 0; --count) {
-        const bool isLong = random() % 8 == 0;
-        text += repeated(pieces[random() % pieces.size()], isLong ? random() % 200 : 1);
-    }
-    return text;
-}
-
 constexpr int texts = isSanitized ? 500 : 2000;
 
 void expectAlike(const std::string& filters, const std::vector<std::string>& pieces) {

@@ -169,3 +169,13 @@ inline std::string repeated(const std::string& text, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) all += text;
     return all;
 }
+
+/// A text of these pieces, up to 200 of one kind running.
+inline std::string randomPieces(std::mt19937& random, const std::vector<std::string>& pieces) {
+    std::string text;
+    for (std::size_t count = random() % 30; count > 0; --count) {
+        const bool isLong = random() % 8 == 0;
+        text += repeated(pieces[random() % pieces.size()], isLong ? random() % 200 : 1);
+    }
+    return text;
+}
