@@ -35,7 +35,7 @@ function(vt_add_test_program name)
   endif()
   get_target_property(sources ${name} SOURCES)
   foreach(source IN LISTS sources)
-    if(source MATCHES "large")
+    if(source MATCHES "large|substitutions")  # what runs for long
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -O2
                                                        SKIP_PRECOMPILE_HEADERS ON)
     endif()

@@ -14,15 +14,6 @@
 #include "tests/support/effort.h"
 #include "tests/support/sanitized.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-// There are billions of allocations, and a report names the message to run again: their stacks,
-// which take a third of the time, are not kept.
-extern "C" [[gnu::visibility("default")]] const char*
-__asan_default_options() {  // NOLINT(bugprone-reserved-identifier): AddressSanitizer's name
-    return "malloc_context_size=1:quarantine_size_mb=32";
-}
-#endif
-
 namespace {
 
 constexpr std::size_t octetValues = 256;
