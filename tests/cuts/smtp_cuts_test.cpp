@@ -30,7 +30,7 @@ std::string longReply(const std::string& code, int lines) {
     return reply + code + " and the last\r\n";
 }
 
-std::vector<std::string> sessionReplies() {
+std::vector<std::string> smtpReplies() {
     return {
         longReply("220", 9),  // greeting
         "250-mail.example\r\n250-8BITMIME\r\n250-SIZE 1000\r\n" + longReply("250", 9),
@@ -98,7 +98,7 @@ SmtpOutcome runSession(ScriptedServer& server, std::istream& message) {
 }
 
 SmtpOutcome runSession(std::size_t cut, const std::string& message, bool* hasCut = nullptr) {
-    ScriptedServer server(sessionReplies(), cut);
+    ScriptedServer server(smtpReplies(), cut);
     std::istringstream in(message);
     const SmtpOutcome outcome = runSession(server, in);
     if (hasCut != nullptr) *hasCut = server.hasCut();
@@ -120,7 +120,7 @@ TEST(SmtpCuts, TheWholeSessionIsWhatTheServerSaid) {
 }
 
 TEST(SmtpCuts, RepliesMayBeCutAnywhere) {
-    const std::size_t length = ScriptedServer::lengthOf(sessionReplies());
+    const std::size_t length = ScriptedServer::lengthOf(smtpReplies());
     ASSERT_GT(length, 3000U);
     const SmtpOutcome whole = runSession(ScriptedServer::never, "a\r\n");
     for (std::size_t cut = 0; cut < length; ++cut) {
@@ -154,7 +154,7 @@ TEST(SmtpCuts, AMessageMayComeInTwoPieces) {
     const std::string message = longMessage();
     const SmtpOutcome whole = runSession(ScriptedServer::never, message);
     for (std::size_t cut = 0; cut <= message.size(); ++cut) {
-        ScriptedServer server(sessionReplies());
+        ScriptedServer server(smtpReplies());
         CutSource source(message, cut);
         std::istream in(&source);
         ASSERT_EQ(runSession(server, in), whole) << "cut at " << cut;

@@ -21,7 +21,7 @@ namespace {
 
 using Kind = Outcome::Kind;
 
-struct State {
+struct CallState {
     bool isArmed;
     bool hasHappened;
     Call call;
@@ -31,21 +31,21 @@ struct State {
     long descriptors;
 };
 // Servers of the same program, on their own threads, keep the system's functions.
-constinit thread_local State state{};
+constinit thread_local CallState calls{};
 
 bool isDue(Call call) {
-    if (!state.isArmed || (state.call != Call::Any && state.call != call)) return false;
-    if (state.left-- > 0) return false;
-    state.isArmed = false;
-    state.hasHappened = true;
-    if (state.kind == Kind::Killed) kill(getpid(), SIGKILL);
+    if (!calls.isArmed || (calls.call != Call::Any && calls.call != call)) return false;
+    if (calls.left-- > 0) return false;
+    calls.isArmed = false;
+    calls.hasHappened = true;
+    if (calls.kind == Kind::Killed) kill(getpid(), SIGKILL);
     return true;
 }
 
 /// The result of a call that fails.
 int failed() {
-    if (state.kind == Kind::Nothing) return 0;
-    errno = state.error;
+    if (calls.kind == Kind::Nothing) return 0;
+    errno = calls.error;
     return -1;
 }
 
@@ -55,7 +55,7 @@ Function* systems(const char* name) {
 }
 
 int opened(int descriptor) {
-    if (descriptor != -1) ++state.descriptors;
+    if (descriptor != -1) ++calls.descriptors;
     return descriptor;
 }
 
@@ -69,7 +69,7 @@ std::size_t shortened(Call call, std::size_t all) {
 template <typename Perform>
 ssize_t transfer(Call call, std::size_t length, Perform perform) {
     if (!isDue(call)) return perform(length);
-    return state.kind == Kind::Short ? perform(shortened(call, length)) : failed();
+    return calls.kind == Kind::Short ? perform(shortened(call, length)) : failed();
 }
 
 template <typename Perform>
@@ -128,7 +128,7 @@ int ioctl(int descriptor, unsigned long request, ...) noexcept {
 int close(int descriptor) {
     static const auto real = systems<decltype(close)>("close");
     const bool fails = isDue(Call::Close);  // or the process dies here
-    --state.descriptors;
+    --calls.descriptors;
     const int result = real(descriptor);
     return fails ? failed() : result;
 }
@@ -275,16 +275,16 @@ const std::vector<Fault>& allFaults() {
 }
 
 CallFault::CallFault(Call call, long number, const Outcome& outcome) {
-    state.call = call;
-    state.kind = outcome.kind;
-    state.error = outcome.error;
-    state.left = number;
-    state.hasHappened = false;
-    state.isArmed = true;
+    calls.call = call;
+    calls.kind = outcome.kind;
+    calls.error = outcome.error;
+    calls.left = number;
+    calls.hasHappened = false;
+    calls.isArmed = true;
 }
 
-CallFault::~CallFault() { state.isArmed = false; }
+CallFault::~CallFault() { calls.isArmed = false; }
 
-bool CallFault::hasHappened() { return state.hasHappened; }
+bool CallFault::hasHappened() { return calls.hasHappened; }
 
-long descriptorsOfThread() { return state.descriptors; }
+long descriptorsOfThread() { return calls.descriptors; }

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::vector<std::string> onlyTheFile = {"SendMail.conf"};
+const std::vector<std::string> fileAlone = {"SendMail.conf"};
 
 std::string unlessItSays(const std::string& error, const std::string& path,
                          const std::string& reason) {
@@ -77,7 +77,7 @@ TEST_F(SharedFolder, keepsTheFileOfSomebodyElse) {
     const std::string error = writeAsSomebodyElse();
     EXPECT_EQ(unlessItSays(error, folder_.file(), std::strerror(EPERM)), "");
     EXPECT_EQ(folder_.octets(), "Key = 1\n");
-    EXPECT_EQ(folder_.names(), onlyTheFile);
+    EXPECT_EQ(folder_.names(), fileAlone);
 }
 
 TEST_F(SharedFolder, isWrittenByTheOwner) {

@@ -18,7 +18,7 @@ std::string multipart(const std::string& boundary, const std::string& parts) {
 }
 
 // Two parts on the second level, one on the third.
-const std::string nested =
+const std::string twoLevels =
     crlf(multipart("outer", "--outer\n\none\n--outer\n" +
                                 multipart("inner", "--inner\n\ndeep\n--inner\n\ndeeper")));
 
@@ -36,13 +36,13 @@ struct Decoded {
 };
 
 TEST(DepthLimit, IsNotFeltByWhatReachesIt) {
-    EXPECT_EQ(Decoded(nested, {.depth = 3}).defects(), Defects{});
+    EXPECT_EQ(Decoded(twoLevels, {.depth = 3}).defects(), Defects{});
 }
 
 TEST(DepthLimit, LeavesADeeperMultipartAsABinaryEntity) {
-    const Decoded decoded(nested, {.depth = 2});
+    const Decoded decoded(twoLevels, {.depth = 2});
     EXPECT_EQ(decoded.defects(),
-              Defects{defect("tooDeep", "1.2", nested.find("--inner\r\n") + ahead("outer"))});
+              Defects{defect("tooDeep", "1.2", twoLevels.find("--inner\r\n") + ahead("outer"))});
     ASSERT_EQ(partsOf(decoded.entity()).size(), 2U);
     MIMEDecoder& left = *partsOf(decoded.entity())[1];
     EXPECT_TRUE(left.isBinary());
@@ -88,10 +88,10 @@ TEST(EntityLimit, DropsTheFurtherParts) {
 }
 
 TEST(EntityLimit, IsNotedOnce) {
-    const Decoded decoded(nested, {.entities = 3});
+    const Decoded decoded(twoLevels, {.entities = 3});
     EXPECT_EQ(decoded.message.getDefectCount(), 1U);
     EXPECT_EQ(decoded.defects(), Defects{defect("tooManyEntities", "1.2",
-                                                nested.find("\r\ndeep\r\n") + ahead("outer"))});
+                                                twoLevels.find("\r\ndeep\r\n") + ahead("outer"))});
     EXPECT_EQ(partsOf(decoded.entity()).size(), 2U);
     EXPECT_TRUE(partsOf(*partsOf(decoded.entity())[1]).empty());
 }

@@ -16,35 +16,35 @@ namespace {
 
 constexpr const unsigned short* noUnits = nullptr;
 
-struct Written {
+struct WrittenRow {
     bool exact;
     std::string octets;
-    bool operator==(const Written&) const = default;
+    bool operator==(const WrittenRow&) const = default;
 };
 
-struct Read {
+struct ReadRow {
     bool exact;
     Zeb_String text;
-    bool operator==(const Read&) const = default;
+    bool operator==(const ReadRow&) const = default;
 };
 
-[[maybe_unused]] void PrintTo(const Written& result, std::ostream* out) {
+[[maybe_unused]] void PrintTo(const WrittenRow& result, std::ostream* out) {
     *out << std::boolalpha << result.exact << ' ' << testing::PrintToString(result.octets);
 }
 
-[[maybe_unused]] void PrintTo(const Read& result, std::ostream* out) {
+[[maybe_unused]] void PrintTo(const ReadRow& result, std::ostream* out) {
     *out << std::boolalpha << result.exact << " \"" << Printable(result.text) << '"';
 }
 
 AdCharset named(const char16_t* name) { return AdCharset{Zeb_String(name)}; }
 
-Written write(const char16_t* charset, const Zeb_String& text, AdCharset::converter_t mode) {
+WrittenRow write(const char16_t* charset, const Zeb_String& text, AdCharset::converter_t mode) {
     AdMbcsString octets(AdCharset(), "left over", 9);
     const bool exact = octets.cvtFromTchar(named(charset), text, mode);
     return {exact, octets.getString()};
 }
 
-Read read(const char16_t* charset, std::string_view octets, AdCharset::converter_t mode) {
+ReadRow read(const char16_t* charset, std::string_view octets, AdCharset::converter_t mode) {
     Zeb_String text(u"left over");
     const bool exact =
         AdMbcsString::cvtToTchar(named(charset), octets.data(), octets.size(), text, mode);
@@ -100,7 +100,7 @@ const Pair exactPairs[] = {
 
 TEST(CharsetConversion, WritesWhatHasAForm) {
     for (const Pair& pair : exactPairs) {
-        const Written expected{true, std::string(pair.octets)};
+        const WrittenRow expected{true, std::string(pair.octets)};
         EXPECT_EQ(write(pair.charset, units(pair.text), 0), expected)
             << Printable(pair.charset) << ' ' << Printable(units(pair.text));
         EXPECT_EQ(write(pair.charset, units(pair.text), 1), expected)
@@ -110,7 +110,7 @@ TEST(CharsetConversion, WritesWhatHasAForm) {
 
 TEST(CharsetConversion, ReadsWhatIsWellFormed) {
     for (const Pair& pair : exactPairs) {
-        const Read expected{true, units(pair.text)};
+        const ReadRow expected{true, units(pair.text)};
         EXPECT_EQ(read(pair.charset, pair.octets, 0), expected)
             << Printable(pair.charset) << ' ' << testing::PrintToString(pair.octets);
         EXPECT_EQ(read(pair.charset, pair.octets, 1), expected)
@@ -122,17 +122,17 @@ TEST(CharsetConversion, Latin1HasAUnitForEveryOctet) {
     for (int value = 0; value <= 0xFF; ++value) {
         const std::string octet(1, static_cast<char>(value));
         const Zeb_String unit(static_cast<unsigned short>(value), 1);
-        EXPECT_EQ(read(u"ISO-8859-1", octet, 0), (Read{true, unit})) << value;
-        EXPECT_EQ(write(u"ISO-8859-1", unit, 0), (Written{true, octet})) << value;
+        EXPECT_EQ(read(u"ISO-8859-1", octet, 0), (ReadRow{true, unit})) << value;
+        EXPECT_EQ(write(u"ISO-8859-1", unit, 0), (WrittenRow{true, octet})) << value;
     }
 }
 
 TEST(CharsetConversion, AsciiHasTheFirst128UnitsAndNoOther) {
     for (int value = 0; value <= 0xFFFF; ++value) {
         const Zeb_String unit(static_cast<unsigned short>(value), 1);
-        const Written expected = value < 0x80
-                                     ? Written{true, std::string(1, static_cast<char>(value))}
-                                     : Written{false, ""};
+        const WrittenRow expected = value < 0x80
+                                        ? WrittenRow{true, std::string(1, static_cast<char>(value))}
+                                        : WrittenRow{false, ""};
         ASSERT_EQ(write(u"US-ASCII", unit, 0), expected) << value;
     }
 }
@@ -199,14 +199,14 @@ std::vector<Substitution> substitutions() {
 
 TEST(CharsetConversion, StrictWritingRefusesWhatHasNoForm) {
     for (const Substitution& row : substitutions()) {
-        EXPECT_EQ(write(row.charset, units(row.text), 0), (Written{false, ""}))
+        EXPECT_EQ(write(row.charset, units(row.text), 0), (WrittenRow{false, ""}))
             << Printable(row.charset) << ' ' << Printable(units(row.text));
     }
 }
 
 TEST(CharsetConversion, LenientWritingSubstitutesWhatHasNoForm) {
     for (const Substitution& row : substitutions()) {
-        EXPECT_EQ(write(row.charset, units(row.text), 1), (Written{true, row.lenient}))
+        EXPECT_EQ(write(row.charset, units(row.text), 1), (WrittenRow{true, row.lenient}))
             << Printable(row.charset) << ' ' << Printable(units(row.text));
     }
 }
@@ -251,14 +251,14 @@ const Malformed malformedRows[] = {
 
 TEST(CharsetConversion, StrictReadingRefusesMalformedOctetsAndFillsAllTheSame) {
     for (const Malformed& row : malformedRows) {
-        EXPECT_EQ(read(row.charset, row.octets, 0), (Read{false, units(row.text)}))
+        EXPECT_EQ(read(row.charset, row.octets, 0), (ReadRow{false, units(row.text)}))
             << Printable(row.charset) << ' ' << testing::PrintToString(row.octets);
     }
 }
 
 TEST(CharsetConversion, LenientReadingReplacesEachMaximalMalformedSubpart) {
     for (const Malformed& row : malformedRows) {
-        EXPECT_EQ(read(row.charset, row.octets, 1), (Read{true, units(row.text)}))
+        EXPECT_EQ(read(row.charset, row.octets, 1), (ReadRow{true, units(row.text)}))
             << Printable(row.charset) << ' ' << testing::PrintToString(row.octets);
     }
 }
@@ -285,9 +285,9 @@ TEST(CharsetConversion, AsciiWith8BitOctetsIsReadAsUtf8OrWindows1252) {
         {"\xF4\x90\x80\x80", u"\u00F4\u0090\u20AC\u20AC"},
     };
     for (const auto& [octets, text] : rows) {
-        EXPECT_EQ(read(u"US-ASCII", octets, 1), (Read{true, units(text)}))
+        EXPECT_EQ(read(u"US-ASCII", octets, 1), (ReadRow{true, units(text)}))
             << testing::PrintToString(octets);
-        EXPECT_EQ(read(u"US-ASCII", octets, 0), (Read{false, units(text)}))
+        EXPECT_EQ(read(u"US-ASCII", octets, 0), (ReadRow{false, units(text)}))
             << testing::PrintToString(octets);
     }
 }
@@ -302,7 +302,7 @@ TEST(CharsetConversion, EveryOctetOfWindows1252IsReadUnderTheNameUsAscii) {
         const char16_t unit = value < 0xA0 ? from0x80[value - 0x80] : static_cast<char16_t>(value);
         const std::string octets = {'<', static_cast<char>(value), '>'};
         const char16_t text[] = {u'<', unit, u'>'};
-        EXPECT_EQ(read(u"US-ASCII", octets, 1), (Read{true, units({text, 3})})) << value;
+        EXPECT_EQ(read(u"US-ASCII", octets, 1), (ReadRow{true, units({text, 3})})) << value;
     }
 }
 
@@ -311,19 +311,19 @@ TEST(CharsetConversion, EveryOctetOfWindows1252IsReadUnderTheNameUsAscii) {
 TEST(CharsetConversion, AnUnknownCharsetWritesUtf8AndSaysSo) {
     for (const AdCharset::converter_t mode : {0, 1}) {
         EXPECT_EQ(write(u"x-none", u"caf\u00E9 \U0001F600", mode),
-                  (Written{false, "caf\xC3\xA9 \xF0\x9F\x98\x80"}));
-        EXPECT_EQ(write(u"x-none", u"plain", mode), (Written{false, "plain"}));
-        EXPECT_EQ(write(u"x-none", u"", mode), (Written{false, ""}));
+                  (WrittenRow{false, "caf\xC3\xA9 \xF0\x9F\x98\x80"}));
+        EXPECT_EQ(write(u"x-none", u"plain", mode), (WrittenRow{false, "plain"}));
+        EXPECT_EQ(write(u"x-none", u"", mode), (WrittenRow{false, ""}));
     }
 }
 
 TEST(CharsetConversion, AnUnknownCharsetIsReadAsAsciiIsAndSaysSo) {
     for (const AdCharset::converter_t mode : {0, 1}) {
-        EXPECT_EQ(read(u"x-none", "plain", mode), (Read{false, u"plain"}));
-        EXPECT_EQ(read(u"x-none", "caf\xC3\xA9", mode), (Read{false, u"caf\u00E9"}));
-        EXPECT_EQ(read(u"x-none", "caf\xE9\x81", mode), (Read{false, u"caf\u00E9\u0081"}));
-        EXPECT_EQ(read(u"x-none", "a\0b"sv, mode), (Read{false, units(u"a\0b"sv)}));
-        EXPECT_EQ(read(u"x-none", "", mode), (Read{false, u""}));
+        EXPECT_EQ(read(u"x-none", "plain", mode), (ReadRow{false, u"plain"}));
+        EXPECT_EQ(read(u"x-none", "caf\xC3\xA9", mode), (ReadRow{false, u"caf\u00E9"}));
+        EXPECT_EQ(read(u"x-none", "caf\xE9\x81", mode), (ReadRow{false, u"caf\u00E9\u0081"}));
+        EXPECT_EQ(read(u"x-none", "a\0b"sv, mode), (ReadRow{false, units(u"a\0b"sv)}));
+        EXPECT_EQ(read(u"x-none", "", mode), (ReadRow{false, u""}));
     }
 }
 

@@ -17,13 +17,13 @@ using Value = std::optional<std::string>;
 TEST(HuxDirTable, SettingsAreElementTwo) { EXPECT_EQ(2, Hux_Dir_Table::settings); }
 
 TEST(HuxDirTable, SettingsDirectoryComesFromTheEnvironment) {
-    struct Row {
+    struct FolderRow {
         Value own;
         Value configHome;
         Value home;
         const char16_t* expected;
     };
-    const Row rows[] = {
+    const FolderRow rows[] = {
         {"/own", "/config", "/home/joe", u"/own"},
         {"/own", {}, {}, u"/own"},
         {"relative/own", "/config", "/home/joe", u"relative/own"},
@@ -38,7 +38,7 @@ TEST(HuxDirTable, SettingsDirectoryComesFromTheEnvironment) {
         {{}, {}, "/home/joe/", u"/home/joe/.config/vtinetlib"},
         {"/\xC3\xA9\xE6\x97\xA5/a b", {}, {}, u"/\u00E9\u65E5/a b"},
     };
-    for (const Row& row : rows) {
+    for (const FolderRow& row : rows) {
         const ScopedEnvironment own("VTINETLIB_SETTINGS_DIR", row.own);
         const ScopedEnvironment configHome("XDG_CONFIG_HOME", row.configHome);
         const ScopedEnvironment home("HOME", row.home);

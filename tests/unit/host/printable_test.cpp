@@ -10,13 +10,13 @@ using namespace std::string_view_literals;
 
 namespace {
 
-struct Row {
+struct PrintableRow {
     std::u16string_view text;
     std::string_view expected;
 };
 
-void expectAll(std::initializer_list<Row> rows) {
-    for (const Row& row : rows) EXPECT_EQ(Printable(units(row.text)), row.expected);
+void expectAll(std::initializer_list<PrintableRow> rows) {
+    for (const PrintableRow& row : rows) EXPECT_EQ(Printable(units(row.text)), row.expected);
 }
 
 TEST(Printable, ShowsOrdinaryTextAsItIs) {

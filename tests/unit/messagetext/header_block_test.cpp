@@ -43,7 +43,7 @@ Outcome ofStream(const std::string& text, const MIMELimits& limits) {
     return read(source, limits);
 }
 
-const std::string blocks[] = {
+const std::string headerBlocks[] = {
     "",
     "\n",
     "A: b\n\nrest\n\n",
@@ -60,7 +60,7 @@ const std::string blocks[] = {
 };
 
 TEST(HeaderBlockInMemory, IsReadAsInAStreamWithinEachLimit) {
-    for (const std::string& text : blocks)
+    for (const std::string& text : headerBlocks)
         for (std::size_t size = 0; size <= text.size() + 1; ++size) {
             MIMELimits limits;
             limits.headerSize = size;
@@ -78,7 +78,7 @@ HeaderMap wholeOf(const std::string& text) {
 }
 
 TEST(HeaderBlockInMemory, IsWholeWithinALimitThatShowsNoDefect) {
-    for (const std::string& text : blocks)
+    for (const std::string& text : headerBlocks)
         for (std::size_t size = 0; size <= text.size() + 1; ++size) {
             MIMELimits limits;
             limits.headerSize = size;
@@ -91,7 +91,7 @@ TEST(HeaderBlockInMemory, IsWholeWithinALimitThatShowsNoDefect) {
 }
 
 TEST(HeaderBlockInMemory, IsCutAsInAStreamByTheOverhead) {
-    for (const std::string& text : blocks)
+    for (const std::string& text : headerBlocks)
         for (std::size_t size = 0; size < 1000; size += 7) {
             MIMELimits limits;
             limits.overhead = size;
@@ -101,7 +101,7 @@ TEST(HeaderBlockInMemory, IsCutAsInAStreamByTheOverhead) {
 }
 
 TEST(HeaderBlockInMemory, IsReadAsInAStreamWhereverItIsCutOff) {
-    for (const std::string& text : blocks)
+    for (const std::string& text : headerBlocks)
         for (std::size_t size = 0; size <= text.size(); ++size)
             ASSERT_EQ(ofText(text.substr(0, size), {}), ofStream(text.substr(0, size), {}))
                 << testing::PrintToString(text) << size;

@@ -17,13 +17,13 @@ using FirstLineFeed = TextSource::FirstLineFeed;
 constexpr std::size_t all = 100;
 
 /// What was read of a part, and what its source has left.
-struct Outcome {
+struct PartOutcome {
     std::string part;
     std::string rest;
-    bool operator==(const Outcome&) const = default;
+    bool operator==(const PartOutcome&) const = default;
 };
 
-void PrintTo(const Outcome& outcome, std::ostream* out) {
+void PrintTo(const PartOutcome& outcome, std::ostream* out) {
     *out << testing::PrintToString(outcome.part) << ", left "
          << testing::PrintToString(outcome.rest);
 }
@@ -37,7 +37,7 @@ std::string readUpTo(std::size_t most, std::streambuf& source) {
     return octets;
 }
 
-Outcome ofFilter(const std::string& text, const std::string& boundary, std::size_t most) {
+PartOutcome ofFilter(const std::string& text, const std::string& boundary, std::size_t most) {
     std::stringbuf source(text);
     multipartboundarybuf part(&source, boundary);
     part.sgetc();
@@ -45,7 +45,7 @@ Outcome ofFilter(const std::string& text, const std::string& boundary, std::size
     return {octets, readUpTo(all, source)};
 }
 
-Outcome ofText(const std::string& text, const std::string& boundary, std::size_t most) {
+PartOutcome ofText(const std::string& text, const std::string& boundary, std::size_t most) {
     TextSource source(text);
     const std::string delimiter = "\r\n--" + boundary;
     TextSource part(source, delimiter, FirstLineFeed::BeginsDelimiter);

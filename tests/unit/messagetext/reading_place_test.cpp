@@ -15,6 +15,8 @@
 
 namespace {
 
+using FirstLineFeed = TextSource::FirstLineFeed;
+
 constexpr int endOfFile = std::char_traits<char>::eof();
 
 /// What a guard says after each octet.
@@ -74,7 +76,6 @@ Log readInBlocks(const std::string& text) {
 }
 
 Log readFromMemory(const std::string& text) {
-    using FirstLineFeed = TextSource::FirstLineFeed;
     Log log;
     DecodeGuard guard(limits());
     TextSource message(text);
@@ -135,7 +136,7 @@ TEST(ReadingPlace, IsThatOfBlocksBehindADelimiterLongerThanABlock) {
     TextSource whole(text);
     const DecodeGuard::Input third(&fromMemory, whole);
     const std::string delimiter = "\r\n--" + boundary;
-    TextSource same(whole, delimiter, TextSource::FirstLineFeed::BeginsDelimiter);
+    TextSource same(whole, delimiter, FirstLineFeed::BeginsDelimiter);
     const DecodeGuard::Input fourth(&fromMemory, same);
     Log expected;
     Log found;

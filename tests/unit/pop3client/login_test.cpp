@@ -73,14 +73,14 @@ TEST(Pop3Login, sendsTextsThatAreLongerThanItsBuffer) {
     EXPECT_EQ(session.peer.finish(), "");
 }
 
-struct Row {
+struct LoginRow {
     const char* name;
     Zeb_String text;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const LoginRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const LoginRow loginRows[] = {
     {"letterWithAnAccent", u"jos\u00e9"}, {"letterOfTheUpperHalf", u"\u0080"},
     {"otherScript", u"\u6771\u4eac"},     {"emoji", u"\U0001F600"},
     {"loneSurrogate", u"a\xD800"},        {"carriageReturn", u"joe\rDELE 1"},
@@ -90,7 +90,7 @@ const Row rows[] = {
 };
 
 /// Texts that have no form on one ASCII line.
-class Pop3Credential : public testing::TestWithParam<Row> {};
+class Pop3Credential : public testing::TestWithParam<LoginRow> {};
 
 TEST_P(Pop3Credential, isNotSentAsUser) {
     OpenSession session("C: STAT\nS: +OK 1 2\n");
@@ -117,7 +117,7 @@ TEST_P(Pop3Credential, isNotReported) {
     EXPECT_TRUE(clientReports(reports).empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Pop3Credential, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, Pop3Credential, testing::ValuesIn(loginRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Pop3Login, isFalseWhenTheServerGoesAfterTheUser) {

@@ -12,16 +12,16 @@ using namespace std::string_literals;
 
 namespace {
 
-struct Row {
+struct MessageRow {
     const char* name;
     std::string octets;  // what the server sends after "+OK" before it closes
     std::string message;
     bool isWhole = true;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const MessageRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const MessageRow messageRows[] = {
     {"joinsLinesByLineFeeds", "a\r\nb\r\n.\r\n", "a\nb"},
     {"keepsABlankLineAsALoneReturn", "Subject: x\r\n\r\n..dot\r\n.\r\n", "Subject: x\n\r\n.dot"},
     {"endsAtADotAndABlank", "a\r\n. \r\nb\r\n", "a"},
@@ -58,7 +58,7 @@ const Row rows[] = {
     {"isNotWholeWithoutAnyLine", "", "", false},
 };
 
-class Pop3Message : public testing::TestWithParam<Row> {};
+class Pop3Message : public testing::TestWithParam<MessageRow> {};
 
 TEST_P(Pop3Message, isRead) {
     OpenSession session(
@@ -77,7 +77,7 @@ TEST_P(Pop3Message, mayComeOctetByOctet) {
     EXPECT_EQ(message.str(), GetParam().message);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Pop3Message, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, Pop3Message, testing::ValuesIn(messageRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Pop3Retrieve, writesNothingWhenTheServerRefuses) {

@@ -36,16 +36,16 @@ TEST(Pop3Open, doesNotKnowWhyWhenTheServerRefusesAndGoes) {
     EXPECT_EQ(session.peer.finish(), "");
 }
 
-struct Row {
+struct OpenRow {
     const char* name;
     const char* dialogue;
     bool isOpen;
     const char* lastReply;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const OpenRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const OpenRow openRows[] = {
     {"bareOk", "S: +OK\n", true, ""},
     {"okAndMoreLetters", "S: +OKAY\n", true, "AY"},
     {"lineFeedOnly", "bytes +OK hi\\n\n", true, " hi"},
@@ -58,7 +58,7 @@ const Row rows[] = {
     {"asksForMore", "S: + \nC: QUIT\nS: +OK\n", false, ""},
 };
 
-class Pop3Greeting : public testing::TestWithParam<Row> {};
+class Pop3Greeting : public testing::TestWithParam<OpenRow> {};
 
 TEST_P(Pop3Greeting, decides) {
     const std::size_t descriptors = openDescriptors();
@@ -71,7 +71,7 @@ TEST_P(Pop3Greeting, decides) {
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Pop3Greeting, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, Pop3Greeting, testing::ValuesIn(openRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Pop3Open, closesTheDescriptorWhenTheGreetingRefuses) {

@@ -93,6 +93,12 @@ std::size_t countOf(const std::string& part, const std::string& text) {
     return count;
 }
 
+std::string field(const Zeb_String& value, const Zeb_String& name) {
+    std::string out = "old";
+    EXPECT_TRUE(encodeRFC2047Unstructured(AdCharset::getUTF8Charset(), name, value, out));
+    return out;
+}
+
 std::string message(const RFC2822Encoder& encoder, bool eightBit) {
     std::ostringstream out;
     encoder.getData(eightBit, out);

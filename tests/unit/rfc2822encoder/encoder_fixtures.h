@@ -30,6 +30,9 @@ std::string joined(const std::vector<std::string>& texts);
 /// The number of occurrences, which do not overlap.
 std::size_t countOf(const std::string& part, const std::string& text);
 
+/// The header field that unstructured text becomes.
+std::string field(const Zeb_String& value, const Zeb_String& name = u"Subject");
+
 /// The whole message.
 std::string message(const RFC2822Encoder& encoder, bool eightBit = false);
 /// Up to the empty line, with the line end before it.

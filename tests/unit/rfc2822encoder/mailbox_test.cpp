@@ -21,7 +21,7 @@ std::string word(const std::string& octets, const std::string& charset = "UTF-8"
     return "=?" + charset + "?B?" + slowBase64(octets) + "?= <a@b>";
 }
 
-struct Row {
+struct MailboxRow {
     const char* name;
     Zeb_String displayName;
     std::string expected;
@@ -32,7 +32,7 @@ TEST(Mailbox, WithoutANameItIsTheAddressInBrackets) {
 }
 
 TEST(Mailbox, PlainNamesAreAlwaysQuoted) {
-    const Row rows[] = {
+    const MailboxRow rows[] = {
         {"one word", u"Joe", "\"Joe\" <a@b>"},
         {"words", u"Joe Q. Public", "\"Joe Q. Public\" <a@b>"},
         {"a blank", u" ", "\" \" <a@b>"},
@@ -43,11 +43,12 @@ TEST(Mailbox, PlainNamesAreAlwaysQuoted) {
         {"other specials", u"<x@y>, (z);:", "\"<x@y>, (z);:\" <a@b>"},
         {"looks like an encoded word", u"=?UTF-8?B?YQ==?=", "\"=?UTF-8?B?YQ==?=\" <a@b>"},
     };
-    for (const Row& row : rows) EXPECT_EQ(mailbox(row.displayName), row.expected) << row.name;
+    for (const MailboxRow& row : rows)
+        EXPECT_EQ(mailbox(row.displayName), row.expected) << row.name;
 }
 
 TEST(Mailbox, NameWithAControlOrHighOctetIsOneEncodedWord) {
-    const Row rows[] = {
+    const MailboxRow rows[] = {
         {"Latin", u"J\xF6rg", word("J\xC3\xB6rg")},
         {"tab", u"a\tb", word("a\tb")},
         {"DEL", u"a\x7F", word("a\x7F")},
@@ -57,7 +58,8 @@ TEST(Mailbox, NameWithAControlOrHighOctetIsOneEncodedWord) {
         {"a pair", u"\xD83D\xDE00", word("\xF0\x9F\x98\x80")},
         {"a lone surrogate", u"\xD83D", word("\xEF\xBF\xBD")},
     };
-    for (const Row& row : rows) EXPECT_EQ(mailbox(row.displayName), row.expected) << row.name;
+    for (const MailboxRow& row : rows)
+        EXPECT_EQ(mailbox(row.displayName), row.expected) << row.name;
 }
 
 TEST(Mailbox, EncodedNameIsNeitherSplitNorFolded) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-const std::time_t now = 1700000000;
+const std::time_t timeNow = 1700000000;
 
 // Writes `encoder` to a target that takes `capacity` octets; returns whether the stream stays good.
 bool fits(const RFC2822Encoder& encoder, bool eightBit, Target& target) {
@@ -28,7 +28,7 @@ RFC2822Encoder messageOf(const Zeb_String& body) {
 
 // Octets at the end of the message that may be lost without a trace.
 void expectBadUpTo(const RFC2822Encoder& encoder, bool eightBit, std::size_t silentTail) {
-    const FixedClock clock(now, "UTC0");
+    const FixedClock clock(timeNow, "UTC0");
     const std::string whole = message(encoder, eightBit);
     for (std::size_t capacity = 0; capacity <= whole.size(); ++capacity) {
         Target target(capacity);

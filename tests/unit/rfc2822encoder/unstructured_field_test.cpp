@@ -13,12 +13,6 @@ namespace {
 
 const AdCharset& utf8Charset = AdCharset::getUTF8Charset();
 
-std::string field(const Zeb_String& value, const Zeb_String& name = u"Subject") {
-    std::string out = "old";
-    EXPECT_TRUE(encodeRFC2047Unstructured(utf8Charset, name, value, out));
-    return out;
-}
-
 std::string word(const std::string& octets) { return "=?UTF-8?B?" + slowBase64(octets) + "?="; }
 
 // A single word, as the subject.

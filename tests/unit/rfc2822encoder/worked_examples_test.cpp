@@ -10,12 +10,6 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string field(const Zeb_String& value, const Zeb_String& name = u"Subject") {
-    std::string out;
-    EXPECT_TRUE(encodeRFC2047Unstructured(AdCharset::getUTF8Charset(), name, value, out));
-    return out;
-}
-
 std::string mailbox(const Zeb_String& name) {
     std::string out;
     EXPECT_TRUE(encodeRecip(AdCharset::getUTF8Charset(), u"a@b", name, out));

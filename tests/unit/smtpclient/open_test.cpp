@@ -46,15 +46,15 @@ TEST(SmtpOpen, takesAnyGreetingOfSuccess) {
     EXPECT_EQ(session.peer.finish(), "");
 }
 
-struct Row {
+struct OpenRow {
     const char* name;
     const char* dialogue;
     bool isOpen;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const OpenRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const OpenRow openRows[] = {
     {"ehloUnknown", "S: 220 hi\nC: EHLO localhost\nS: 502 what\nC: HELO localhost\nS: 250 hi\n",
      true},
     {"ehloOfAnotherSuccess",
@@ -75,7 +75,7 @@ const Row rows[] = {
     {"quitIsNotAnswered", "S: 421 busy\nC: QUIT\nclose\n", false},
 };
 
-class SmtpGreeting : public testing::TestWithParam<Row> {};
+class SmtpGreeting : public testing::TestWithParam<OpenRow> {};
 
 TEST_P(SmtpGreeting, decides) {
     const std::size_t descriptors = openDescriptors();
@@ -87,7 +87,7 @@ TEST_P(SmtpGreeting, decides) {
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, SmtpGreeting, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, SmtpGreeting, testing::ValuesIn(openRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(SmtpOpen, usesTheServiceSmtpUnlessTold) {

@@ -24,15 +24,15 @@ constexpr char transactionToNobody[] = R"(
     silence
 )";
 
-struct Row {
+struct RecipientRow {
     const char* name;
     const char* recipient;
     const char* path;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const RecipientRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const RecipientRow recipientRows[] = {
     {"bareAddress", "joe@x", "joe@x"},
     {"nameAndAddress", "Joe <joe@x>", "joe@x"},
     {"quotedName", "\"Doe, Joe\" <joe@x>", "joe@x"},
@@ -41,7 +41,7 @@ const Row rows[] = {
     {"tab", "a\tb@x", "a\tb@x"},
 };
 
-class Recipient : public testing::TestWithParam<Row> {};
+class Recipient : public testing::TestWithParam<RecipientRow> {};
 
 TEST_P(Recipient, isSentAsItsBareAddress) {
     OpenSession session(transactionTo(GetParam().path));
@@ -49,7 +49,7 @@ TEST_P(Recipient, isSentAsItsBareAddress) {
     EXPECT_EQ(session.peer.finish(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Recipient, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, Recipient, testing::ValuesIn(recipientRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 class UnsendableAddress : public testing::TestWithParam<std::string> {};

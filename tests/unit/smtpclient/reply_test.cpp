@@ -6,16 +6,16 @@
 
 namespace {
 
-struct Row {
+struct ReplyRow {
     const char* name;
     std::string octets;  // what the server sends before it closes
     std::string code;
     std::string text;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const ReplyRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const ReplyRow replyRows[] = {
     {"oneLine", "250 OK\r\n", "250", "OK"},
     {"bareCode", "250\r\n", "250", ""},
     {"bareCodeAndABlank", "250 \r\n", "250", ""},
@@ -53,7 +53,7 @@ const Row rows[] = {
     {"moreThanOneReply", "250 a\r\n250 b\r\n", "250", "a"},
 };
 
-class Reply : public testing::TestWithParam<Row> {};
+class Reply : public testing::TestWithParam<ReplyRow> {};
 
 TEST_P(Reply, hasItsCodeAndText) {
     OpenSession session({sandbox::expectLine("NOOP"), sandbox::say(GetParam().octets)});
@@ -62,7 +62,7 @@ TEST_P(Reply, hasItsCodeAndText) {
     EXPECT_EQ(session.client.getReplyText(), GetParam().text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, Reply, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, Reply, testing::ValuesIn(replyRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(Reply, isEmptyBeforeTheFirst) {

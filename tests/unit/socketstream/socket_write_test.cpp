@@ -18,7 +18,7 @@ using testing::Truly;
 
 namespace {
 
-constexpr int endOfFile = std::char_traits<char>::eof();
+constexpr int refused = std::char_traits<char>::eof();
 
 /// Answers each send in turn; a negative answer is an errno. Those beyond the script succeed.
 struct ScriptedSend {
@@ -106,7 +106,7 @@ TEST(SocketWrite, arrives) {
 TEST(SocketWrite, ofEndOfFileDoesNothing) {
     ScriptedSend scripted({});
     scripted.write("pending");
-    EXPECT_EQ(scripted.buffer.overflow(endOfFile), 0);
+    EXPECT_EQ(scripted.buffer.overflow(refused), 0);
     EXPECT_EQ(scripted.buffer.pending(), "pending");
     EXPECT_THAT(scripted.sent, IsEmpty());
 }
@@ -168,7 +168,7 @@ TEST(SocketWrite, thatTimesOutTakesNoFurtherOctet) {
     ScriptedSend scripted({-EAGAIN});
     scripted.calls.select = [](int, fd_set*, fd_set*, fd_set*, timeval*) { return 0; };
     scripted.write(counting(1024));
-    EXPECT_EQ(scripted.buffer.sputc('x'), endOfFile);
+    EXPECT_EQ(scripted.buffer.sputc('x'), refused);
     EXPECT_EQ(scripted.buffer.pending(), counting(1024));
 }
 
@@ -281,7 +281,7 @@ TEST(SocketWrite, ofMoreThanTheSystemBuffersArrivesWhole) {
 /// The code of the error that writing ends in.
 int writeUntilError(socketbuf& buffer) {
     return codeThrownBy([&] {
-        while (buffer.sputc('x') != endOfFile) buffer.pubsync();
+        while (buffer.sputc('x') != refused) buffer.pubsync();
     });
 }
 

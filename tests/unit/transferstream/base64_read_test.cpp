@@ -10,8 +10,6 @@ using namespace std::string_literals;
 
 namespace {
 
-const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
 std::string decode(const std::string& text, std::size_t block = 0, std::size_t piece = 1) {
     PiecewiseSource source(text, piece);
     base64buf filter(&source, /*encodedWord=*/false);
@@ -24,7 +22,7 @@ std::string decodeSlowly(const std::string& text) {
     std::vector<unsigned> digits;
     for (const char octet : text.substr(0, text.find('='))) {
         if (octet == '\0') digits.push_back(0);
-        const std::size_t value = alphabet.find(octet);
+        const std::size_t value = base64Alphabet.find(octet);
         if (value != std::string::npos) digits.push_back(static_cast<unsigned>(value));
     }
     std::string octets;
@@ -63,7 +61,7 @@ const Row rows[] = {
     {"digits of the header alphabet are no digits", "!*-_YWJj", "abc"},
     {"surplus bits are dropped", "YR==", "a"},
     {"the octet of 255", "/w==", "\xFF"},
-    {"all digits", alphabet,
+    {"all digits", base64Alphabet,
      "\x00\x10\x83\x10\x51\x87\x20\x92\x8B\x30\xD3\x8F\x41\x14\x93\x51\x55\x97"
      "\x61\x96\x9B\x71\xD7\x9F\x82\x18\xA3\x92\x59\xA7\xA2\x9A\xAB\xB2\xDB\xAF"
      "\xC3\x1C\xB3\xD3\x5D\xB7\xE3\x9E\xBB\xF3\xDF\xBF"s},
@@ -110,7 +108,7 @@ TEST(Base64Read, GetUnitOfNulIsSixtyFour) {
 TEST(Base64Read, NulBehindTheEndIsSkipped) { EXPECT_EQ(decode("YQ==\0\0\0\0"s), "a"); }
 
 TEST(Base64Read, GetUnitGivesEveryDigitThenTheEnd) {
-    PiecewiseSource source("\r\n " + alphabet + "-_");
+    PiecewiseSource source("\r\n " + base64Alphabet + "-_");
     base64buf filter(&source, /*encodedWord=*/false);
     for (int value = 0; value < 64; ++value) EXPECT_EQ(filter.getUnit(), value);
     EXPECT_EQ(filter.getUnit(), -1);
@@ -183,7 +181,7 @@ TEST(Base64Read, NothingIsReadBeforeTheFirstRequest) {
 TEST(Base64Read, RandomTextsAgainstThePlainDecoder) {
     std::mt19937 random(12);
     for (std::size_t round = 0; round < 2000; ++round) {
-        const std::string& letters = round % 2 == 0 ? alphabet + "\r\n" : allOctets();
+        const std::string& letters = round % 2 == 0 ? base64Alphabet + "\r\n" : allOctets();
         const std::string text = randomText(random, letters, random() % 200);
         EXPECT_EQ(decode(text, blockSizes[round % blockSizes.size()]), decodeSlowly(text))
             << testing::PrintToString(text);
@@ -193,7 +191,7 @@ TEST(Base64Read, RandomTextsAgainstThePlainDecoder) {
 TEST(Base64Read, MixedPeeksAndTakesAgree) {
     std::mt19937 random(13);
     for (int round = 0; round < 500; ++round) {
-        const std::string text = randomText(random, alphabet + "\r\n ", random() % 100);
+        const std::string text = randomText(random, base64Alphabet + "\r\n ", random() % 100);
         PiecewiseSource source(text);
         base64buf filter(&source, /*encodedWord=*/false);
         for (const char expected : decodeSlowly(text)) {

@@ -8,8 +8,6 @@ using namespace std::string_literals;
 
 namespace {
 
-const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
 std::string encode(const std::string& octets, bool encodedWord, std::size_t block = 0) {
     Target target;
     base64buf filter(&target, encodedWord);
@@ -60,7 +58,7 @@ class SlowEncoder {
         for (std::size_t i = 0; i < 3; ++i)
             bits = bits * 256 + (i < group_.size() ? static_cast<unsigned char>(group_[i]) : 0U);
         std::string four;
-        for (const unsigned shift : {18U, 12U, 6U, 0U}) four += alphabet[bits >> shift & 63U];
+        for (const unsigned shift : {18U, 12U, 6U, 0U}) four += base64Alphabet[bits >> shift & 63U];
         return four.replace(group_.size() + 1, std::string::npos, 3 - group_.size(), '=');
     }
 
@@ -76,14 +74,14 @@ std::size_t writeSlowly(SlowEncoder& encoder, const std::string& text) {
     return taken;
 }
 
-struct Row {
+struct Base64WriteRow {
     const char* name;
     std::string input;
     std::string expected;
 };
 
 TEST(Base64Write, GroupsAndPadding) {
-    const Row rows[] = {
+    const Base64WriteRow base64WriteRows[] = {
         {"three octets", "abc", "YWJj\r\n"},
         {"two octets", "ab", "YWI=\r\n"},
         {"one octet", "a", "YQ==\r\n"},
@@ -93,7 +91,7 @@ TEST(Base64Write, GroupsAndPadding) {
         {"an octet of 255 is not the end of the file", "\xFF", "/w==\r\n"},
         {"line ends are octets", "\r\n", "DQo=\r\n"},
     };
-    for (const Row& row : rows) {
+    for (const Base64WriteRow& row : base64WriteRows) {
         EXPECT_EQ(encode(row.input, /*encodedWord=*/false), row.expected) << row.name;
         EXPECT_EQ(encode(row.input, /*encodedWord=*/true), row.expected) << row.name;
     }
@@ -107,7 +105,7 @@ TEST(Base64Write, EveryDigitOfTheAlphabet) {
         for (const unsigned shift : {16U, 8U, 0U}) octets += static_cast<char>(bits >> shift);
     }
     std::string expected;
-    for (const char digit : alphabet) expected += std::string(4, digit);
+    for (const char digit : base64Alphabet) expected += std::string(4, digit);
     EXPECT_EQ(encode(octets, /*encodedWord=*/true), expected + "\r\n");
 }
 

@@ -171,11 +171,11 @@ Plan randomPlan(std::mt19937& random, const std::string& filters) {
     return plan;
 }
 
-constexpr int texts = isSanitized ? 500 : 2000;
+constexpr int textsRead = isSanitized ? 500 : 2000;
 
 void expectAlike(const std::vector<std::string>& stacks, const std::vector<std::string>& pieces) {
     std::mt19937 random(20);
-    for (int i = 0; i < (isFullEffort() ? 50 * texts : texts); ++i) {
+    for (int i = 0; i < (isFullEffort() ? 50 * textsRead : textsRead); ++i) {
         const std::string text = randomPieces(random, pieces);
         const Plan plan = randomPlan(random, stacks[random() % stacks.size()]);
         ASSERT_TRUE(readsAlike(text, plan));

@@ -18,7 +18,7 @@
 namespace {
 
 /// b base64, w the same on one line, q quoted-printable, h the same in header mode, d dot-stuffing.
-std::unique_ptr<std::streambuf> filterOf(char letter, std::streambuf* target) {
+std::unique_ptr<std::streambuf> writeFilterOf(char letter, std::streambuf* target) {
     if (letter == 'd') return std::make_unique<dotstuffingbuf>(target);
     if (letter == 'q' || letter == 'h')
         return std::make_unique<quotedprintablebuf>(target, /*headerMode=*/letter == 'h');
@@ -26,7 +26,7 @@ std::unique_ptr<std::streambuf> filterOf(char letter, std::streambuf* target) {
 }
 
 /// How a text is written.
-struct Plan {
+struct WritePlan {
     char filter;
     std::vector<std::size_t> blocks;  // their sizes, over and over
     std::size_t capacity;             // of the target, until three writes have failed
@@ -52,12 +52,12 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-enum class Way { octets, blocks };
+enum class WriteWay { octets, blocks };
 
-Outcome writeAll(const std::string& text, const Plan& plan, Way way) {
+Outcome writeAll(const std::string& text, const WritePlan& plan, WriteWay way) {
     Target target(plan.capacity);
     target.refuseOffers(plan.refused);
-    const auto filter = filterOf(plan.filter, &target);
+    const auto filter = writeFilterOf(plan.filter, &target);
     Outcome outcome;
     const auto note = [&](long result) {
         outcome.writes.push_back({result, target.text().size(), target.offers()});
@@ -66,7 +66,7 @@ Outcome writeAll(const std::string& text, const Plan& plan, Way way) {
     for (std::size_t i = 0, at = 0; at < text.size() && failures < 20; ++i) {
         const std::string block = text.substr(at, plan.blocks[i % plan.blocks.size()]);
         const std::size_t taken =
-            writeBlocks(*filter, block, way == Way::blocks ? block.size() : 0);
+            writeBlocks(*filter, block, way == WriteWay::blocks ? block.size() : 0);
         note(static_cast<long>(taken));
         at += taken;
         if (taken < block.size() && ++failures == 3) target.setCapacity(1U << 30);
@@ -77,9 +77,9 @@ Outcome writeAll(const std::string& text, const Plan& plan, Way way) {
     return outcome;
 }
 
-testing::AssertionResult writesAlike(const std::string& text, const Plan& plan) {
-    const Outcome expected = writeAll(text, plan, Way::octets);
-    const Outcome actual = writeAll(text, plan, Way::blocks);
+testing::AssertionResult writesAlike(const std::string& text, const WritePlan& plan) {
+    const Outcome expected = writeAll(text, plan, WriteWay::octets);
+    const Outcome actual = writeAll(text, plan, WriteWay::blocks);
     if (actual == expected) return testing::AssertionSuccess();
     return testing::AssertionFailure()
            << "filter " << plan.filter << ", blocks " << testing::PrintToString(plan.blocks)
@@ -92,9 +92,9 @@ testing::AssertionResult writesAlike(const std::string& text, const Plan& plan) 
            << testing::PrintToString(expected.text);
 }
 
-Plan randomPlan(std::mt19937& random, char filter, std::size_t length) {
+WritePlan randomPlan(std::mt19937& random, char filter, std::size_t length) {
     const std::vector<std::size_t> sizes = {1, 2, 3, 4, 15, 16, 17, 57, 58, 75, 300, 1025, 100000};
-    Plan plan{filter, {}, 1U << 30, {}};
+    WritePlan plan{filter, {}, 1U << 30, {}};
     for (int i = 0; i < 3; ++i) plan.blocks.push_back(sizes[random() % sizes.size()]);
     if (random() % 3 == 0) plan.capacity = random() % (2 * length + 2);
     for (std::size_t count = random() % 4; count > 0; --count)
@@ -102,13 +102,13 @@ Plan randomPlan(std::mt19937& random, char filter, std::size_t length) {
     return plan;
 }
 
-constexpr int texts = isSanitized ? 500 : 2000;
+constexpr int textsWritten = isSanitized ? 500 : 2000;
 
 void expectAlike(const std::string& filters, const std::vector<std::string>& pieces) {
     std::mt19937 random(30);
-    for (int i = 0; i < (isFullEffort() ? 50 * texts : texts); ++i) {
+    for (int i = 0; i < (isFullEffort() ? 50 * textsWritten : textsWritten); ++i) {
         const std::string text = randomPieces(random, pieces);
-        const Plan plan = randomPlan(random, filters[random() % filters.size()], text.size());
+        const WritePlan plan = randomPlan(random, filters[random() % filters.size()], text.size());
         ASSERT_TRUE(writesAlike(text, plan));
     }
 }

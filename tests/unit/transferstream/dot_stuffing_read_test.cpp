@@ -53,14 +53,14 @@ class SlowReader {
     bool endReached_ = false;
 };
 
-struct Row {
+struct DotReadRow {
     const char* name;
     std::string input;
     std::string expected;
     std::string rest;
 };
 
-const Row rows[] = {
+const DotReadRow dotReadRows[] = {
     {"stuffed dot, then the end", "..a\r\n.\r\nrest", ".a\r\n", "rest"},
     {"the end alone", ".\r\nrest", "", "rest"},
     {"a dot in mid-line", "x.y\r\n.\r\n", "x.y\r\n", ""},
@@ -83,7 +83,7 @@ const Row rows[] = {
 };
 
 TEST(DotStuffingRead, DotsLineStartsAndTheEndOfData) {
-    for (const Row& row : rows) {
+    for (const DotReadRow& row : dotReadRows) {
         PiecewiseSource source(row.input);
         dotstuffingbuf filter(&source);
         EXPECT_EQ(readBlocks(filter, 0), row.expected) << row.name;
@@ -92,7 +92,7 @@ TEST(DotStuffingRead, DotsLineStartsAndTheEndOfData) {
 }
 
 TEST(DotStuffingRead, EverySplitOfSourceAndRead) {
-    for (const Row& row : rows)
+    for (const DotReadRow& row : dotReadRows)
         for (const std::size_t block : blockSizes)
             for (const std::size_t piece : {1U, 2U, 3U, 16U, 1024U}) {
                 SCOPED_TRACE(row.name);

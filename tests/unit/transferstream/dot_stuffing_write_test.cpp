@@ -55,14 +55,14 @@ class SlowWriter {
     bool atLineStart_ = true;
 };
 
-struct Row {
+struct DotWriteRow {
     const char* name;
     std::string input;
     std::string expected;
 };
 
 TEST(DotStuffingWrite, DotsLineStartsAndTheEndOfData) {
-    const Row rows[] = {
+    const DotWriteRow dotWriteRows[] = {
         {"dot at a line start", "a\r\n.b\r\n", "a\r\n..b\r\n.\r\n"},
         {"unended last line", "abc", "abc\r\n.\r\n"},
         {"nothing", "", ".\r\n"},
@@ -82,7 +82,7 @@ TEST(DotStuffingWrite, DotsLineStartsAndTheEndOfData) {
         {"no line end is converted", "a\nb\rc\r\n", "a\nb\rc\r\n.\r\n"},
         {"NUL and high octets", "\0.\xFF\n.\x80\n"s, "\0.\xFF\n..\x80\n.\r\n"s},
     };
-    for (const Row& row : rows)
+    for (const DotWriteRow& row : dotWriteRows)
         for (const std::size_t block : blockSizes)
             EXPECT_EQ(stuff(row.input, block), row.expected) << row.name << " block " << block;
 }

@@ -12,9 +12,9 @@
 namespace {
 
 /// Has at most so many octets at hand; with 0 it has no get area at all.
-class Source : public std::streambuf {
+class BulkSource : public std::streambuf {
   public:
-    Source(const std::string& octets, std::size_t atHand) : octets_(octets), atHand_(atHand) {}
+    BulkSource(const std::string& octets, std::size_t atHand) : octets_(octets), atHand_(atHand) {}
 
     std::string rest() {
         std::string text(gptr(), egptr());
@@ -43,19 +43,19 @@ class Source : public std::streambuf {
 };
 
 /// What a part holds, and what its source has left.
-struct Outcome {
+struct BulkOutcome {
     std::string part;
     std::string rest;
-    bool operator==(const Outcome&) const = default;
+    bool operator==(const BulkOutcome&) const = default;
 };
 
-void PrintTo(const Outcome& outcome, std::ostream* out) {
+void PrintTo(const BulkOutcome& outcome, std::ostream* out) {
     *out << testing::PrintToString(outcome.part) << ", left "
          << testing::PrintToString(outcome.rest);
 }
 
-Outcome octetByOctet(const std::string& text) {
-    Source source(text, 0);
+BulkOutcome octetByOctet(const std::string& text) {
+    BulkSource source(text, 0);
     multipartboundarybuf part(&source, "b");
     std::string octets;
     for (int octet = part.sbumpc(); octet != std::char_traits<char>::eof(); octet = part.sbumpc())
@@ -63,8 +63,8 @@ Outcome octetByOctet(const std::string& text) {
     return {octets, source.rest()};
 }
 
-Outcome inBlocks(const std::string& text, std::size_t atHand, std::size_t blockSize) {
-    Source source(text, atHand);
+BulkOutcome inBlocks(const std::string& text, std::size_t atHand, std::size_t blockSize) {
+    BulkSource source(text, atHand);
     multipartboundarybuf part(&source, "b");
     std::string octets;
     std::string block(blockSize, '\0');
@@ -93,7 +93,7 @@ void forEachText(std::size_t length, const std::function<void(const std::string&
 TEST(MultipartBoundaryBulk, AllTextsUpToSevenOctetsInEveryBlocking) {
     for (std::size_t length = 0; length <= 7; ++length)
         forEachText(length, [](const std::string& text) {
-            const Outcome expected = octetByOctet(text);
+            const BulkOutcome expected = octetByOctet(text);
             for (const std::size_t atHand : {0U, 1U, 2U, 3U, 100U})
                 for (const std::size_t blockSize : {1U, 2U, 3U, 100U})
                     ASSERT_EQ(inBlocks(text, atHand, blockSize), expected)
@@ -104,8 +104,8 @@ TEST(MultipartBoundaryBulk, AllTextsUpToSevenOctetsInEveryBlocking) {
 
 TEST(MultipartBoundaryBulk, PeeksAndBlocksMayAlternate) {
     forEachText(6, [](const std::string& text) {
-        Source bytewise(text, 0);
-        Source blockwise(text, 100);
+        BulkSource bytewise(text, 0);
+        BulkSource blockwise(text, 100);
         multipartboundarybuf expected(&bytewise, "b");
         multipartboundarybuf part(&blockwise, "b");
         for (int i = 0; i < 4; ++i) {

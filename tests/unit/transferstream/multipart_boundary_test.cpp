@@ -36,9 +36,9 @@ class WatchedSource : public std::streambuf {
 };
 
 /// The reader in its plainest form, over a text of its own.
-class SlowReader {
+class SlowPartReader {
   public:
-    SlowReader(std::string text, const std::string& boundary)
+    SlowPartReader(std::string text, const std::string& boundary)
         : text_(std::move(text)), delimiter_("\r\n--" + boundary) {}
 
     int take() { return read(true); }
@@ -104,7 +104,7 @@ std::string difference(const std::string& text, const std::string& boundary, uns
                        std::size_t period, std::size_t steps) {
     WatchedSource source(text);
     multipartboundarybuf filter(&source, boundary);
-    SlowReader slow(text, boundary);
+    SlowPartReader slow(text, boundary);
     for (std::size_t step = 0; step < steps; ++step) {
         const bool isTake = (takes >> step % period & 1U) != 0;
         const int got = isTake ? filter.sbumpc() : filter.sgetc();
@@ -131,7 +131,7 @@ std::vector<std::string> textsOf(std::size_t length) {
     return texts;
 }
 
-struct Row {
+struct BoundaryRow {
     const char* name;
     std::string input;
     std::string boundary;
@@ -139,9 +139,9 @@ struct Row {
     std::string rest;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const BoundaryRow& row, std::ostream* out) { *out << row.name; }
 
-const Row rows[] = {
+const BoundaryRow boundaryRows[] = {
     {"endsBeforeTheLineEndOfTheDelimiter", "hello\r\n--b\r\nnext", "b", "hello", "\r\nnext"},
     {"findsADelimiterAtTheVeryStart", "--b\r\nnext", "b", "", "\r\nnext"},
     {"acceptsABareLineFeedBeforeTheDelimiter", "x\n--b", "b", "x", ""},
@@ -187,7 +187,7 @@ const Row rows[] = {
     {"passesNulOn", "a\0\r\n--b"s, "b", "a\0"s, ""},
 };
 
-class MultipartBoundary : public testing::TestWithParam<Row> {};
+class MultipartBoundary : public testing::TestWithParam<BoundaryRow> {};
 
 TEST_P(MultipartBoundary, Takes) {
     WatchedSource source(GetParam().input);
@@ -221,7 +221,7 @@ TEST_P(MultipartBoundary, EndIsForGood) {
     EXPECT_EQ(source.takesAtTheEnd(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, MultipartBoundary, testing::ValuesIn(rows),
+INSTANTIATE_TEST_SUITE_P(Table, MultipartBoundary, testing::ValuesIn(boundaryRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MultipartBoundaryPeek, TakesNothingOfPlainData) {

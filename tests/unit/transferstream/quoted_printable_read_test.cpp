@@ -45,14 +45,14 @@ class SlowDecoder {
     std::size_t pos_ = 0;
 };
 
-struct Row {
+struct QpReadRow {
     const char* name;
     std::string input;
     std::string expected;  // up to the first end of file
     std::string rest;      // what the source still holds then
 };
 
-const Row rows[] = {
+const QpReadRow qpReadRows[] = {
     {"escape and soft break", "a=3Db=\r\nc", "a=bc", ""},
     {"lower-case digits end the data", "=3dxyz", "", "xyz"},
     {"lower-case high digit", "a=d3x", "a", "x"},
@@ -89,7 +89,7 @@ const Row rows[] = {
 };
 
 TEST(QuotedPrintableRead, EscapesSoftBreaksAndWhatEndsTheData) {
-    for (const Row& row : rows) {
+    for (const QpReadRow& row : qpReadRows) {
         PiecewiseSource source(row.input);
         quotedprintablebuf filter(&source, /*headerMode=*/false);
         EXPECT_EQ(readBlocks(filter, 0), row.expected) << row.name;
@@ -98,7 +98,7 @@ TEST(QuotedPrintableRead, EscapesSoftBreaksAndWhatEndsTheData) {
 }
 
 TEST(QuotedPrintableRead, EverySplitOfSourceAndRead) {
-    for (const Row& row : rows)
+    for (const QpReadRow& row : qpReadRows)
         for (const std::size_t block : blockSizes)
             for (const std::size_t piece : {1U, 2U, 3U, 16U, 1024U})
                 EXPECT_EQ(decode(row.input, block, piece), row.expected)

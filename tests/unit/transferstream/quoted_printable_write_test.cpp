@@ -18,7 +18,7 @@ class OpenQuotedPrintable : public quotedprintablebuf {
     using quotedprintablebuf::quotedprintablebuf;
 };
 
-std::string written(const std::string& octets, std::size_t block = 0) {
+std::string qpWritten(const std::string& octets, std::size_t block = 0) {
     Target target;
     quotedprintablebuf filter(&target, /*headerMode=*/false);
     EXPECT_EQ(writeBlocks(filter, octets, block), octets.size());
@@ -107,14 +107,14 @@ class SlowEncoder {
     int previous_ = -1;
 };
 
-struct Row {
+struct QpWriteRow {
     const char* name;
     std::string input;
     std::string expected;
 };
 
 TEST(QuotedPrintableWrite, LineEndsEscapesAndSoftBreaks) {
-    const Row rows[] = {
+    const QpWriteRow qpWriteRows[] = {
         {"equals sign", "a=b\r\n", "a=3Db\r\n"},
         {"blank before a line end", "a \r\nb", "a =\r\n\r\nb=\r\n"},
         {"tab before a line end", "a\t\r\nb", "a\t=\r\n\r\nb=\r\n"},
@@ -144,14 +144,14 @@ TEST(QuotedPrintableWrite, LineEndsEscapesAndSoftBreaks) {
         {"dot at a line start", ".\r\n", ".\r\n"},
         {"nothing", "", ""},
     };
-    for (const Row& row : rows)
+    for (const QpWriteRow& row : qpWriteRows)
         for (const std::size_t block : blockSizes)
             EXPECT_EQ(encode(row.input, block), row.expected) << row.name << " block " << block;
 }
 
-TEST(QuotedPrintableWrite, BareLineFeedBeforeSync) { EXPECT_EQ(written("a\nb"), "a=0Ab"); }
+TEST(QuotedPrintableWrite, BareLineFeedBeforeSync) { EXPECT_EQ(qpWritten("a\nb"), "a=0Ab"); }
 
-TEST(QuotedPrintableWrite, BareCarriageReturnBeforeSync) { EXPECT_EQ(written("a\rb"), "a=0Db"); }
+TEST(QuotedPrintableWrite, BareCarriageReturnBeforeSync) { EXPECT_EQ(qpWritten("a\rb"), "a=0Db"); }
 
 TEST(QuotedPrintableWrite, CarriageReturnIsHeldBack) {
     Target target;
@@ -167,7 +167,7 @@ TEST(QuotedPrintableWrite, EveryOctetIsLiteralOrEscaped) {
         if (octet == '\r' || octet == '\n') continue;
         const std::string one(1, octet);
         const auto value = static_cast<unsigned char>(octet);
-        EXPECT_EQ(written(one), isLiteral(value) ? one : escaped(value)) << unsigned{value};
+        EXPECT_EQ(qpWritten(one), isLiteral(value) ? one : escaped(value)) << unsigned{value};
     }
 }
 

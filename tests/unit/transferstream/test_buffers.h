@@ -149,6 +149,10 @@ inline std::string readBlocks(std::streambuf& buffer, std::size_t block) {
     return text;
 }
 
+/// The digits of base64 by their values.
+inline const std::string base64Alphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
 /// The 256 octets in order.
 inline std::string allOctets() {
     std::string octets;

@@ -25,14 +25,14 @@ std::string chooseSlowly(const std::string& body) {
     return cost > body.size() / 3 * 4 ? "base64" : "quoted-printable";
 }
 
-struct Row {
+struct ChoiceRow {
     const char* name;
     std::string body;
     std::string expected;
 };
 
 TEST(BestTransferEncoding, TheSmallestThatCanCarryIt) {
-    const Row rows[] = {
+    const ChoiceRow choiceRows[] = {
         {"plain text", "hello\r\n", "7bit"},
         {"nothing", "", "7bit"},
         {"one high octet in twelve, cost 15 of 16", "Hello, world\xE9", "quoted-printable"},
@@ -54,7 +54,7 @@ TEST(BestTransferEncoding, TheSmallestThatCanCarryIt) {
         {"0x80", "Hello, world\x80", "quoted-printable"},
         {"0xFF", "Hello, world\xFF", "quoted-printable"},
     };
-    for (const Row& row : rows) EXPECT_EQ(choose(row.body), row.expected) << row.name;
+    for (const ChoiceRow& row : choiceRows) EXPECT_EQ(choose(row.body), row.expected) << row.name;
 }
 
 TEST(BestTransferEncoding, EveryOctetAloneAndInText) {

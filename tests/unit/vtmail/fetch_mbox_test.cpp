@@ -128,13 +128,6 @@ TEST_F(FetchMbox, PythonReadsIt) {
 
 // ---- what goes wrong
 
-std::function<void()> limitedTo(rlim_t octets) {
-    return [octets] {
-        const rlimit limit = {octets, octets};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    };
-}
-
 /// As limitedTo, and no file can be cut: what a crash in the midst of appending leaves.
 std::function<void()> crashingAt(rlim_t octets) {
     return [octets] {

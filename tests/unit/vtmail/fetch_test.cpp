@@ -781,14 +781,6 @@ TEST_F(Fetch, UsesThePortOfTheService) {
 
 // ---- disks
 
-/// As on a disk with room for `octets` only.
-std::function<void()> limitedTo(rlim_t octets) {
-    return [octets] {
-        const rlimit size = {octets, octets};
-        setrlimit(RLIMIT_FSIZE, &size);
-    };
-}
-
 TEST_F(Fetch, AFullDiskKeepsWhatCameAndDeletesNothing) {
     server_.addMessage("Subject: big\r\n\r\n" + std::string(300000, 'x') + "\r\n");
     const Outcome run = vtmail(intoFolder({"--delete"}), {}, limitedTo(1000));

@@ -70,3 +70,10 @@ Outcome vtmail(const std::vector<std::string>& arguments, const std::string& inp
     const int exitCode = exitCodeOf(process);
     return {exitCode, out.octets(), err.octets()};
 }
+
+std::function<void()> limitedTo(rlim_t octets) {
+    return [octets] {
+        const rlimit size = {octets, octets};
+        setrlimit(RLIMIT_FSIZE, &size);
+    };
+}

@@ -2,6 +2,7 @@
 // The vtmail program, run as a user runs it.
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -29,6 +30,9 @@ int exitCodeOf(pid_t process);
 /// Runs vtmail to its end. `input` is what it can read from standard input.
 Outcome vtmail(const std::vector<std::string>& arguments, const std::string& input = {},
                const std::function<void()>& prepare = {});
+
+/// A `prepare` after which no file grows beyond `octets`, as on a disk with no more room.
+std::function<void()> limitedTo(rlim_t octets);
 
 /// Settings of a test's own, empty at first.
 class TestSettings {

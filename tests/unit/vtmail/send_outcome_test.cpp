@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "sandbox/server.h"
-#include "tests/support/private_network.h"
 #include "tests/unit/vtmail/json_schema.h"
+#include "tests/unit/vtmail/on_smtp_port.h"
 #include "tests/unit/vtmail/program.h"
 
 namespace {
@@ -21,13 +21,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
-
-sandbox::ServerOptions onSmtpPort() {
-    sandbox::ServerOptions options;
-    options.address = privateAddress();
-    options.smtpPort = 25;
-    return options;
-}
 
 class SendTo : public ::testing::Test {
   protected:

@@ -9,8 +9,8 @@
 #include <fstream>
 
 #include "sandbox/server.h"
-#include "tests/support/private_network.h"
 #include "tests/unit/host/child_process.h"
+#include "tests/unit/vtmail/on_smtp_port.h"
 #include "tests/unit/vtmail/program.h"
 #include "tests/unit/vtmail/terminal.h"
 
@@ -24,13 +24,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
-
-sandbox::ServerOptions onSmtpPort() {
-    sandbox::ServerOptions options;
-    options.address = privateAddress();
-    options.smtpPort = 25;
-    return options;
-}
 
 class Send : public ::testing::Test {
   protected:
