@@ -202,27 +202,37 @@ void addFetchCommand(CLI::App& program) {
     const auto arguments = std::make_shared<FetchArguments>();
     MailboxOptions& mailbox = arguments->mailbox;
     CLI::App* command = program.add_subcommand("fetch", "take the messages of a mailbox to disk");
-    command->add_option("--host", mailbox.host, "POP3 server")->required();
+    command->add_option("--host", mailbox.host, "POP3 server")->type_name("HOST")->required();
     command->add_option("--port", mailbox.port, "its port, a number or a service")
+        ->type_name("PORT")
         ->capture_default_str();
-    command->add_option("--user", arguments->user, "name of the mailbox")->required();
-    command->add_option("--password-file", arguments->passwordFile,
-                        "file with the password, which only you may read");
+    command->add_option("--user", arguments->user, "name of the mailbox")
+        ->type_name("NAME")
+        ->required();
+    command
+        ->add_option("--password-file", arguments->passwordFile,
+                     "file with the password, which only you may read")
+        ->type_name("FILE");
     CLI::Option* maildir =
-        command->add_option("--maildir", arguments->maildir, "store into this Maildir");
+        command->add_option("--maildir", arguments->maildir, "store into this Maildir")
+            ->type_name("DIR");
     CLI::Option* folder =
         command->add_option("--folder", arguments->folder, "store as .eml files into this folder")
+            ->type_name("DIR")
             ->excludes(maildir);
     command->add_option("--mbox", arguments->mbox, "append to this mbox")
+        ->type_name("FILE")
         ->excludes(maildir)
         ->excludes(folder);
     command->add_option("--limit", arguments->limit, "take so many messages at most, oldest first")
+        ->type_name("N")
         ->check(CLI::PositiveNumber);
     command->add_flag("--delete", arguments->deletes, "delete at the server what is stored");
     CLI::Option* quiet = command->add_flag("--quiet", arguments->isQuiet, "show no progress");
     command->add_flag("--json", arguments->wantsJson, "print each step as a line of JSON")
         ->excludes(quiet);
     command->add_option("--timeout", mailbox.timeout, "seconds that the server may take for a line")
+        ->type_name("SECONDS")
         ->check(CLI::Range(1U, 86400U))
         ->capture_default_str();
     CLI::Option* trace =

@@ -232,18 +232,23 @@ MailOptions addMailOptions(CLI::App* command, SendArguments& arguments) {
     MailOptions options = {};
     options.parts = {
         command->add_option("--to", arguments.to, "recipient (may be repeated)")
+            ->type_name("ADDRESS")
             ->allow_extra_args(false),
         command->add_option("--cc", arguments.cc, "recipient of a copy (may be repeated)")
+            ->type_name("ADDRESS")
             ->allow_extra_args(false),
         command->add_option("--bcc", arguments.bcc, "blind recipient (may be repeated)")
+            ->type_name("ADDRESS")
             ->allow_extra_args(false),
         command->add_option("--subject", arguments.subject, "subject, UTF-8")};
     options.from =
-        command->add_option("--from", arguments.from, "sender, instead of the setting ReplyTo");
+        command->add_option("--from", arguments.from, "sender, instead of the setting ReplyTo")
+            ->type_name("ADDRESS");
     options.body = command->add_option("--body", arguments.body, "text, UTF-8");
     options.parts.push_back(options.body);
     options.file =
         command->add_option("--file", arguments.file, "file with the text, else standard input")
+            ->type_name("FILE")
             ->excludes(options.body);
     CLI::Option* whole =
         command->add_flag("-t,--whole-mail", arguments.isWholeMail,

@@ -40,6 +40,18 @@ Zeb_String knownKey(const std::string& name) {
                   "no setting is named " + shown(name) + "; vtmail settings list shows the names");
 }
 
+/// The name of a setting as an argument; its names are the only values.
+CLI::Validator isKnownKey() {
+    std::string names;
+    for (const auto& key : mail_settings::keys)
+        names += (names.empty() ? "" : ",") + toUtf8(key.name);
+    const auto refuseOthers = [](const std::string& name) {
+        knownKey(name);
+        return std::string();
+    };
+    return {refuseOthers, "{" + names + "}"};
+}
+
 /// Refuses what would only show when a mail does not arrive.
 void checkValue(const Zeb_String& key, const Zeb_String& value, const std::string& octets) {
     if (key == u"SendActive" && octets != "0" && octets != "1")
@@ -126,13 +138,21 @@ void addSettingsCommand(CLI::App& program) {
     all->callback([arguments] { list(arguments->wantsJson); });
 
     CLI::App* getOne = settings->add_subcommand("get", "print the value of one setting");
-    getOne->add_option("KEY", arguments->key, "name of the setting")->required();
+    getOne->add_option("KEY", arguments->key, "name of the setting")
+        ->type_name("")
+        ->check(isKnownKey())
+        ->required();
     addJson(getOne);
     getOne->callback([arguments] { get(*arguments); });
 
     CLI::App* setOne = settings->add_subcommand("set", "store the value of one setting");
-    setOne->add_option("KEY", arguments->key, "name of the setting")->required();
-    setOne->add_option("VALUE", arguments->value, "its value, UTF-8, one line")->required();
+    setOne->add_option("KEY", arguments->key, "name of the setting")
+        ->type_name("")
+        ->check(isKnownKey())
+        ->required();
+    setOne->add_option("VALUE", arguments->value, "its value, UTF-8, one line")
+        ->type_name("")
+        ->required();
     setOne->callback([arguments] { set(*arguments); });
 
     CLI::App* checkServer =

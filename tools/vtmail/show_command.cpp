@@ -294,10 +294,12 @@ void addShowCommand(CLI::App& program) {
     const auto arguments = std::make_shared<ShowArguments>();
     CLI::App* command = program.add_subcommand("show", "take a received mail apart");
     command->add_option("FILE", arguments->file, "file with the mail, - for standard input")
+        ->type_name("FILE")
         ->required();
     CLI::Option* number = command
                               ->add_option("--message", arguments->message,
                                            "of an mbox, this message, counted from 1")
+                              ->type_name("N")
                               ->check(CLI::PositiveNumber);
     CLI::Option_group* what = command->add_option_group("Instead of the overview");
     what->require_option(0, 1);
