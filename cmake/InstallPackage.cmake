@@ -18,3 +18,14 @@ string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vtinetlib.pc.in ${PROJECT_BINARY_DIR}/vtinetlib.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vtinetlib.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
+
+# The page of the library shows an example that is built and run. In manual pages a backslash and
+# a hyphen are not themselves.
+include(ManualPages)
+file(READ ${PROJECT_SOURCE_DIR}/examples/send_mail.cpp EXAMPLE)
+string(REGEX REPLACE "^//[^\n]*\n" "" EXAMPLE "${EXAMPLE}")  # its licence
+string(REPLACE "\\" "\\e" EXAMPLE "${EXAMPLE}")
+string(REPLACE "-" "\\-" EXAMPLE "${EXAMPLE}")
+configure_file(${PROJECT_SOURCE_DIR}/docs/man/libvtinetlib.3.in
+               ${PROJECT_BINARY_DIR}/man/libvtinetlib.3 @ONLY)
+vt_install_page(${PROJECT_BINARY_DIR}/man/libvtinetlib.3 development)

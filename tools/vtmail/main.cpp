@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <csignal>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <new>
 #include <string>
@@ -14,8 +15,11 @@
 #include <vector>
 
 #include "tools/vtmail/colour.h"
+#include "tools/vtmail/command_tree.h"
 #include "tools/vtmail/commands.h"
+#include "tools/vtmail/completion.h"
 #include "tools/vtmail/failure.h"
+#include "tools/vtmail/manual.h"
 #include "tools/vtmail/text.h"
 
 namespace {
@@ -40,6 +44,32 @@ int complain(int exitCode, const std::string& message) {
     return exitCode;
 }
 
+void printManual(const CLI::App& program, const std::string& page) {
+    std::ifstream in(page);
+    if (!in) throw Failure(EX_NOINPUT, "cannot open " + shown(page));
+    writeManual(std::cout, in, commandTree(program));
+}
+
+void printCompletion(const CLI::App& program, const std::string& shell) {
+    const auto write = shell == "bash"  ? writeBashCompletion
+                       : shell == "zsh" ? writeZshCompletion
+                                        : writeFishCompletion;
+    write(std::cout, commandTree(program));
+}
+
+/// Hidden: the build makes the manual and the completion of shells with them.
+void addSelfDescription(CLI::App& program) {
+    const auto add = [&program](const char* name, auto print) {
+        const auto printAndEnd = [&program, print](const std::string& value) {
+            print(program, value);
+            throw CLI::Success();
+        };
+        return program.add_option_function<std::string>(name, printAndEnd)->group("");
+    };
+    add("--print-manual", printManual);
+    add("--print-completion", printCompletion)->check(CLI::IsMember({"bash", "zsh", "fish"}));
+}
+
 void setUp(CLI::App& program) {
     program.name("vtmail");
     program.set_version_flag("--version", "vtmail " VTMAIL_VERSION);
@@ -50,6 +80,7 @@ void setUp(CLI::App& program) {
     addShowCommand(program);
     addSandboxCommand(program);
     addDemoCommand(program);
+    addSelfDescription(program);
 }
 
 std::string complaintAbout(const CLI::App& program, const CLI::ParseError& error) {
