@@ -17,7 +17,7 @@ inline constexpr ExitCode exitCodes[] = {
     {EX_DATAERR, "EX_DATAERR",
      "a text that is not UTF-8 or too long to count; for send -t: no recipient, or a mail that "
      "cannot be sent whole; an address, user name or password that is not ASCII on one line; for "
-     "show: an empty mail"},
+     "show: an empty mail; for settings edit: what was typed makes no sense"},
     {EX_NOINPUT, "EX_NOINPUT",
      "the text of the mail, or the password file, cannot be read; for show: the mail cannot, or "
      "has no such entity or message"},
@@ -26,7 +26,7 @@ inline constexpr ExitCode exitCodes[] = {
     {EX_NOHOST, "EX_NOHOST", "the mail server has no address"},
     {EX_UNAVAILABLE, "EX_UNAVAILABLE",
      "the server refused for good; for fetch: also when the other messages came; for sandbox and "
-     "demo: no port, no network"},
+     "demo: no port, no network; for settings edit: the editor did not end well"},
     {EX_SOFTWARE, "EX_SOFTWARE",
      "what arrived in the demo is not what was sent; a fault of the program"},
     {EX_OSERR, "EX_OSERR", "not enough memory for the mail"},
@@ -36,10 +36,11 @@ inline constexpr ExitCode exitCodes[] = {
      "a setting could not be stored, the file is as it was; for fetch: no folder or file for the "
      "messages; for show --extract: a file or the folder could not be made; for sandbox and demo: "
      "no folder"},
-    {EX_IOERR, "EX_IOERR", "standard output, or for fetch a message, could not be written"},
+    {EX_IOERR, "EX_IOERR",
+     "standard output, for fetch a message, or for settings edit the file, could not be written"},
     {EX_TEMPFAIL, "EX_TEMPFAIL",
-     "no connection, a connection that was lost, a silent server, a refusal for now, or an mbox "
-     "that another program has locked: try again"},
+     "no connection, a connection that was lost, a silent server, a refusal for now, an mbox "
+     "that another program has locked, or settings that it changed meanwhile: try again"},
     {EX_PROTOCOL, "EX_PROTOCOL", "the server's reply was none"},
     {EX_NOPERM, "EX_NOPERM",
      "the mail server refused user name or password; the password file may be read by others"},

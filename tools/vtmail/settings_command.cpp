@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/json_line.h"
 #include "tools/vtmail/mail_settings.h"
+#include "tools/vtmail/settings_edit.h"
 #include "tools/vtmail/text.h"
 
 namespace {
@@ -52,26 +54,23 @@ CLI::Validator isKnownKey() {
     return {refuseOthers, "{" + names + "}"};
 }
 
-/// Refuses what would only show when a mail does not arrive.
-void checkValue(const Zeb_String& key, const Zeb_String& value, const std::string& octets) {
-    if (key == u"SendActive" && octets != "0" && octets != "1")
-        throw Failure(EX_USAGE, "SendActive is " + shown(octets) + "; give 1 or 0");
-    if (key == u"Charset" && !octets.empty() && !AdCharset(value).isKnown())
-        throw Failure(EX_USAGE, "no charset is named " + shown(octets) +
-                                    "; give a name such as UTF-8 or ISO-8859-1");
-    if (octets.find_first_of(std::string("\r\n\0", 3)) != std::string::npos)
-        throw Failure(EX_USAGE, toUtf8(key) + " has to be one line");
+/// Throws Failure when something is wrong with the file, after what can be read of it was shown.
+void list() {
+    std::string fault;
+    for (const auto& key : mail_settings::keys) {
+        const std::optional<Zeb_String> value = mail_settings::find(key.name, fault);
+        if (value || fault.empty())
+            std::cout << toUtf8(key.name) << " = " << Printable(value.value_or(Zeb_String()))
+                      << "\n";
+    }
+    if (!fault.empty()) throw Failure(EX_CONFIG, fault + "; repair the file: vtmail settings edit");
 }
 
-void list(bool wantsJson) {
-    std::string lines;
+void listAsJson() {
     nlohmann::json all = {{"path", mail_settings::path()}};
-    for (const auto& key : mail_settings::keys) {
-        const Zeb_String value = mail_settings::get(key.name);
-        lines += toUtf8(key.name) + " = " + Printable(value) + "\n";
-        all["settings"][toUtf8(key.name)] = toUtf8(value);
-    }
-    std::cout << (wantsJson ? jsonLine(all) + "\n" : lines);
+    for (const auto& key : mail_settings::keys)
+        all["settings"][toUtf8(key.name)] = toUtf8(mail_settings::get(key.name));
+    std::cout << jsonLine(all) << "\n";
 }
 
 void get(const SettingsArguments& arguments) {
@@ -118,7 +117,7 @@ void warnOfMissingSettings() {
 void set(const SettingsArguments& arguments) {
     const Zeb_String key = knownKey(arguments.key);
     const Zeb_String value = fromUtf8(arguments.value, "the value");
-    checkValue(key, value, arguments.value);
+    mail_settings::check(key, value);
     mail_settings::set(key, value);
 }
 
@@ -135,7 +134,7 @@ void addSettingsCommand(CLI::App& program) {
     };
     CLI::App* all = settings->add_subcommand("list", "show all settings");
     addJson(all);
-    all->callback([arguments] { list(arguments->wantsJson); });
+    all->callback([arguments] { arguments->wantsJson ? listAsJson() : list(); });
 
     CLI::App* getOne = settings->add_subcommand("get", "print the value of one setting");
     getOne->add_option("KEY", arguments->key, "name of the setting")
@@ -154,6 +153,9 @@ void addSettingsCommand(CLI::App& program) {
         ->type_name("")
         ->required();
     setOne->callback([arguments] { set(*arguments); });
+
+    settings->add_subcommand("edit", "open the settings file in your editor")
+        ->callback(editSettings);
 
     CLI::App* checkServer =
         settings->add_subcommand("check", "ask the mail server what it offers, send nothing");

@@ -114,6 +114,14 @@ TEST_F(Settings, AFileOfRubbishIsNamedAndLeftAlone) {
     expectFailure({"settings", "set", "SMTPHost", "x"}, EX_CANTCREAT, folder().file().string());
 }
 
+TEST_F(Settings, WhatCanBeReadOfAFileWithFaultsIsListed) {
+    folder().setOctets("SMTPHost = mail.x\nReplyTo\nRealName = Zoë\nSendActive = \"1\n");
+    const Outcome run = vtmail({"settings", "list"});
+    EXPECT_EQ(run.exitCode, EX_CONFIG);
+    EXPECT_EQ(run.out, "SMTPHost = mail.x\nRealName = Zoë\n");
+    EXPECT_THAT(run.err, AllOf(HasSubstr("SendMail.conf:2: no \"=\""), HasSubstr("settings edit")));
+}
+
 TEST_F(Settings, AFileThatIsCutOffIsNamedAndLeftAlone) {
     folder().setOctets("SMTPHost = mail.x\nRealName = \"Zo");
     expectFailure({"settings", "get", "RealName"}, EX_CONFIG, "SendMail.conf:2");
