@@ -304,10 +304,14 @@ const char* standardName(const char* name, const char* standard) {
     return hasSucceeded(status) ? found : nullptr;
 }
 
+/// ICU's own name for the charset; null when it is not known. Compound text counts as unknown:
+/// ICU 72 crashes when it writes that.
 const char* canonicalName(const std::string& name) {
     UErrorCode status = U_ZERO_ERROR;
     const char* found = ucnv_getAlias(name.c_str(), 0, &status);
-    return hasSucceeded(status) ? found : nullptr;
+    const bool isUsable =
+        hasSucceeded(status) && found != nullptr && std::string_view(found) != "x11-compound-text";
+    return isUsable ? found : nullptr;
 }
 
 /// The name to put into a MIME header: MIME's own preference, else the registered one, else null.

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <unicode/ucnv.h>
+
+#include <cstring>
+#include <memory>
 
 #include "host/adcharset.h"
 #include "tests/unit/host/units.h"
@@ -71,6 +75,32 @@ TEST(AdCharset, UnknownNamesStayAsTheyAre) {
         const AdCharset charset(units(name));
         EXPECT_FALSE(charset.isKnown()) << Printable(units(name));
         EXPECT_EQ(charset.getMimeName(), units(name));
+    }
+}
+
+// ICU 72 crashes when it writes compound text.
+TEST(AdCharset, CompoundTextIsUnknown) {
+    for (const char16_t* name :
+         {u"x11-compound-text", u"X11-Compound_Text", u"COMPOUND_TEXT", u"x-compound-text"}) {
+        const AdCharset charset{Zeb_String(name)};
+        EXPECT_FALSE(charset.isKnown()) << Printable(name);
+        AdMbcsString octets;
+        EXPECT_FALSE(octets.cvtFromTchar(charset, u"a\u00E9\u4E00", 1));
+    }
+}
+
+TEST(AdCharset, EveryOtherConverterOfIcuIsKnown) {
+    for (int i = 0; i < ucnv_countAvailable(); ++i) {
+        const char* const name = ucnv_getAvailableName(i);
+        UErrorCode status = U_ZERO_ERROR;
+        const std::unique_ptr<UConverter, void (*)(UConverter*)> converter(ucnv_open(name, &status),
+                                                                           ucnv_close);
+        ASSERT_TRUE(U_SUCCESS(status)) << name;
+        const AdCharset charset(units(std::u16string(name, name + std::strlen(name))));
+        const bool isCompound = ucnv_getType(converter.get()) == UCNV_COMPOUND_TEXT;
+        // A comma starts options, which no name of a charset has.
+        const bool hasOptions = std::string_view(name).find(',') != std::string_view::npos;
+        EXPECT_EQ(charset.isKnown(), !isCompound && !hasOptions) << name;
     }
 }
 
