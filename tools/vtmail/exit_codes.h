@@ -16,8 +16,8 @@ inline constexpr ExitCode exitCodes[] = {
      "wrong arguments; for show --part: a multipart, a message, binary content for a terminal"},
     {EX_DATAERR, "EX_DATAERR",
      "a text that is not UTF-8 or too long to count; for send -t: no recipient, or a mail that "
-     "cannot be sent whole; an address, user name or password that is not ASCII on one line; for "
-     "show: an empty mail; for settings edit: what was typed makes no sense"},
+     "cannot be sent whole; an address that is none, a user name or password that is not ASCII on "
+     "one line; for show: an empty mail; for settings edit: what was typed makes no sense"},
     {EX_NOINPUT, "EX_NOINPUT",
      "the text of the mail, or the password file, cannot be read; for show: the mail cannot, or "
      "has no such entity or message"},

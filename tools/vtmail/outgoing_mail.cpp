@@ -12,13 +12,62 @@
 
 namespace {
 
-/// What stands before the "@" without quotes (RFC 5321, Dot-string).
+bool isAtomOctet(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+           std::string_view("!#$%&'*+-/=?^_`{|}~.").find(c) != std::string_view::npos;
+}
+
+/// Words of RFC 5321 (Dot-string), also with dots in unusual places.
+bool isAtoms(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), isAtomOctet);
+}
+
+/// What stands before the "@" without quotes.
 bool isPlainLocalPart(const std::string& address) {
     const std::string local = address.substr(0, address.find('@'));
-    return std::all_of(local.begin(), local.end(), [](char c) {
-        return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
-               std::string_view("!#$%&'*+-/=?^_`{|}~.").find(c) != std::string_view::npos;
-    });
+    return std::all_of(local.begin(), local.end(), isAtomOctet);
+}
+
+/// The length of the quoted string that `text` begins with (RFC 5321, 4.1.2), 0 when there is none.
+std::size_t quotedLength(std::string_view text) {
+    if (!text.starts_with('"')) return 0;
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        if (text[i] == '"') return i + 1;
+        if (text[i] == '\\') ++i;
+    }
+    return 0;
+}
+
+bool isDomain(std::string_view text) {
+    const bool isLiteral = text.size() > 2 && text.starts_with('[') && text.ends_with(']');
+    return isLiteral ? text.find_first_of("[]<> ", 1) == text.size() - 1 : isAtoms(text);
+}
+
+/// A mailbox of RFC 5321, or the name of a user of the server's alone.
+bool isAddress(std::string_view text) {
+    const std::size_t quoted = quotedLength(text);
+    const std::size_t at = quoted > 0 ? quoted : text.find('@');
+    if (quoted == 0 && !isAtoms(text.substr(0, at))) return false;
+    if (at >= text.size()) return quoted == 0;
+    return text[at] == '@' && isDomain(text.substr(at + 1));
+}
+
+bool isAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+bool isOneLine(std::string_view text) {
+    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+/// With another letter for each octet that a header may not have as it is, in the name that stands
+/// before an address in brackets. The name is of no interest.
+std::string withNameOfAscii(std::string text) {
+    const std::size_t bracket = text.rfind('<');
+    for (std::size_t i = 0; bracket != std::string::npos && i < bracket; ++i)
+        if (static_cast<unsigned char>(text[i]) >= 0x80) text[i] = 'x';
+    return text;
 }
 
 /// Takes a mail apart that is to be sent once more.
@@ -84,12 +133,21 @@ class WholeMail {
 }  // namespace
 
 Zeb_String checkedAddress(const std::string& octets, const std::string& what, int exitCode) {
-    for (const char c : octets)
-        if (c == '\r' || c == '\n' || c == '\0' || static_cast<unsigned char>(c) >= 0x80)
-            throw Failure(exitCode, what + " " + shown(octets) +
-                                        " is no mail address: only ASCII on one line can be sent");
     if (octets.empty()) throw Failure(exitCode, what + " is empty; give a mail address");
-    return fromUtf8(octets, what);
+    if (isOneLine(octets) && isAscii(octets) && isAddress(octets)) return fromUtf8(octets, what);
+    throw Failure(exitCode, what + " " + shown(octets) +
+                                " is no mail address; give one such as ines@example.org, in ASCII");
+}
+
+Zeb_String givenAddress(const std::string& octets, const std::string& what) {
+    RFC2822Lexer lexer(withNameOfAscii(octets), /*mimeMode=*/false);
+    RFC2822Address address;
+    Zeb_String next;
+    const bool isWhole = address.parseOneAddress(lexer, next) == RFC2822TokenKind::End;
+    const std::string found = toUtf8(address.getSMTPAddress());
+    // What had quotes around its local part has lost them.
+    const bool isFound = isWhole && isOneLine(octets) && isPlainLocalPart(found);
+    return checkedAddress(isFound ? found : octets, what, EX_DATAERR);
 }
 
 void takeWholeMail(const std::string& octets, const std::string& what, OutgoingMail& mail) {

@@ -21,9 +21,13 @@ struct OutgoingMail {
     bool hasRecipient() const { return !to.empty() || !cc.empty() || !bcc.empty(); }
 };
 
-/// An address as the library takes it. Throws Failure for one that could not stand in one line of
-/// the protocol, which the library leaves out, naming `what` ("--to").
+/// An address as the library takes it. Throws Failure for one that is none, or could not stand in
+/// one line of the protocol, naming `what` ("--to").
 Zeb_String checkedAddress(const std::string& octets, const std::string& what, int exitCode);
+
+/// The address in what a user gives for one: itself, or with a name, which is left out
+/// ("Ines <ines@example.org>"). Throws Failure when there is none.
+Zeb_String givenAddress(const std::string& octets, const std::string& what);
 
 /// Takes recipients, subject, text and, when it has no own one yet, the sender from a whole mail
 /// (RFC 5322), called `what` in messages. Throws Failure where any of them would be lost: an

@@ -81,7 +81,7 @@ Zeb_String readBody(const SendArguments& arguments) {
 std::vector<Zeb_String> addresses(const std::vector<std::string>& texts, const char* option) {
     std::vector<Zeb_String> all;
     all.reserve(texts.size());
-    for (const std::string& text : texts) all.push_back(checkedAddress(text, option, EX_DATAERR));
+    for (const std::string& text : texts) all.push_back(givenAddress(text, option));
     return all;
 }
 
@@ -92,7 +92,7 @@ OutgoingMail mailOf(const SendArguments& arguments) {
     mail.cc = addresses(arguments.cc, "--cc");
     mail.bcc = addresses(arguments.bcc, "--bcc");
     mail.hasOwnSender = arguments.hasFrom;
-    if (arguments.hasFrom) mail.sender = checkedAddress(arguments.from, "--from", EX_DATAERR);
+    if (arguments.hasFrom) mail.sender = givenAddress(arguments.from, "--from");
     mail.subject = fromUtf8(arguments.subject, "--subject");
     return mail;
 }

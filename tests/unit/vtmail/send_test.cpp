@@ -17,8 +17,10 @@
 namespace {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
+using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -105,6 +107,72 @@ TEST_F(Send, AnotherSenderHasNoName) {
     ASSERT_THAT(server.messages(), SizeIs(1));
     EXPECT_EQ(server.messages()[0].sender, "boss@x");
     EXPECT_THAT(server.messages()[0].data, HasSubstr("From: <boss@x>\r\n"));
+}
+
+struct GivenAddress {
+    const char* name;
+    const char* given;
+    const char* sent;
+};
+
+void PrintTo(const GivenAddress& row, std::ostream* out) { *out << row.name; }
+
+class SendToGiven : public Send, public ::testing::WithParamInterface<GivenAddress> {};
+
+TEST_P(SendToGiven, TheAddressAloneGoesOut) {
+    for (const char* option : {"--to", "--cc", "--bcc", "--from"}) {
+        const sandbox::Server server(onSmtpPort());
+        const Outcome run =
+            vtmail({"send", "--to", "a@x", option, GetParam().given, "--body", "b"});
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const std::string address = "<" + std::string(GetParam().sent) + ">";
+        const std::string command = option == std::string("--from") ? "MAIL FROM:" : "RCPT TO:";
+        EXPECT_THAT(server.transcript(),
+                    Contains(Field(&sandbox::Line::text, StartsWith(command + address))));
+        const bool isInHeader = option != std::string("--bcc");
+        const std::string& data = server.messages().back().data;
+        EXPECT_EQ(data.find(address) != std::string::npos, isInHeader) << option;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Addresses, SendToGiven,
+    ::testing::Values(GivenAddress{"Name", "Juan <juan@x.org>", "juan@x.org"},
+                      GivenAddress{"NameOfWords", "Juan de la Cruz <juan@x.org>", "juan@x.org"},
+                      GivenAddress{"QuotedName", "\"Cruz, J. <x>\" <juan@x.org>", "juan@x.org"},
+                      GivenAddress{"NameOfAnyScript", "Zoë 承認 <juan@x.org>", "juan@x.org"},
+                      GivenAddress{"BracketsAlone", "<juan@x.org>", "juan@x.org"},
+                      GivenAddress{"BlanksAround", "  juan@x.org ", "juan@x.org"},
+                      GivenAddress{"Bare", "o'hara+lot=7@mail-1.x.org",
+                                   "o'hara+lot=7@mail-1.x.org"},
+                      GivenAddress{"UserOfTheServer", "postmaster", "postmaster"},
+                      GivenAddress{"QuotedLocalPart", "\"j >@\"@x", "\"j >@\"@x"},
+                      GivenAddress{"AddressLiteral", "juan@[IPv6:::1]", "juan@[IPv6:::1]"}),
+    [](const auto& row) { return row.param.name; });
+
+class SendToNobody : public Send, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(SendToNobody, WhatCannotBeAnAddressIsRefused) {
+    for (const std::string option : {"--to", "--cc", "--bcc", "--from"}) {
+        const Outcome run = vtmail({"send", "--to", "a@x", option, GetParam(), "--body", "b"});
+        EXPECT_EQ(run.exitCode, EX_DATAERR);
+        EXPECT_THAT(run.err, StartsWith("vtmail: " + option + " " + GetParam() +
+                                        " is no mail address; give one such as "));
+        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Addresses, SendToNobody,
+                         ::testing::Values("a b", "a b@x", "Juan <juan@x", "juan@x>", "Juan juan@x",
+                                           "<Juan <juan@x>>", "ju>an@x", "@x", "juan@", "juan@x@y",
+                                           "juan@x y", "a@x, b@x", "Juan <a@x>, Ines <b@x>",
+                                           "Staff: a@x;", "<@a:b@x>", "juan@x (Juan)", "\"a@x",
+                                           "\"a\"b@x", "\"a\"", "<>", "a@[::1", "a@[]", "a@[x]]",
+                                           " ", "Juan <\"a b\"@x>", "Juan <>"));
+
+TEST_F(Send, ASenderInTheSettingsIsABareAddress) {
+    folder().setOctets("SMTPHost = x\nReplyTo = Zoë <me@x>\nSendActive = 1\n");
+    expectFailure(oneMail, EX_CONFIG, "the setting ReplyTo Zoë <me@x> is no mail address");
 }
 
 TEST_F(Send, WithoutASubjectThereIsNoSubjectField) {
@@ -295,11 +363,11 @@ TEST_F(Send, AsksForTheTextAtATerminal) {
 
 TEST_F(Send, DryRunSendsNoEscapeSequencesToATerminal) {
     const Terminal terminal;
-    const Outcome run = vtmail({"send", "--to", "a\x1B[2J@x", "--dry-run", "--body", "hello"}, {},
+    const Outcome run = vtmail({"send", "--to", "a@x", "--dry-run", "--body", "\x1B[2Jhello"}, {},
                                [&] { dup2(terminal.descriptor(), STDOUT_FILENO); });
     EXPECT_EQ(run.exitCode, 0) << run.err;
     const std::string screen = terminal.screenUpTo("hello");
-    EXPECT_THAT(screen, AllOf(HasSubstr("To: <a\\x1B[2J@x>"), HasSubstr("hello")));
+    EXPECT_THAT(screen, AllOf(HasSubstr("To: <a@x>"), HasSubstr("\\x1B[2Jhello")));
     EXPECT_THAT(screen, Not(HasSubstr("\x1B")));
 }
 
