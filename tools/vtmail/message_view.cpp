@@ -7,6 +7,7 @@
 
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/text.h"
+#include "tools/vtmail/text_pieces.h"
 
 namespace {
 
@@ -109,10 +110,12 @@ const std::string& contentOf(const Entity& entity) {
 }
 
 void writeText(const Entity& entity, const std::function<void(std::string_view)>& write) {
+    const MIMETextDecoder& decoder = *entity.decoder->getTextDecoder();
+    if (writeInPieces(decoder.getBody(), decoder.getCharsetName(), write)) return;
     Utf8Sink sink(write);
     std::basic_ostream<unsigned short> out(&sink);
     try {
-        entity.decoder->getTextDecoder()->getText(out);
+        decoder.getText(out);
     } catch (const Zeb_Range_Error&) {
         throw Failure(EX_DATAERR, "the text of entity " + entity.path + " is too long to convert");
     }
