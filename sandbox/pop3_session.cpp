@@ -44,7 +44,7 @@ Answer Pop3Session::perform(const Command& command) {
             state_ = State::Authorization;
             return ok("sandbox.localhost POP3");
         case Step::Unknown:
-            return error("no command of POP3");
+            return error(command.isTooLong ? "line too long" : "no command of POP3");
         case Step::Capa:
             return capabilities();
         case Step::Quit:

@@ -37,6 +37,7 @@ struct Shared {
     Store store;
     Script script;
     Transcript transcript;
+    std::size_t openConnections = 0;
 };
 
 /// Whether these octets, in place of the usual, mean that the command is not carried out.
@@ -59,11 +60,19 @@ class Connection {
             session_ = std::make_unique<SmtpSession>(shared.options, shared.store);
         else
             session_ = std::make_unique<Pop3Session>(shared.options, shared.store);
+        ++shared_.openConnections;
     }
+    ~Connection() { --shared_.openConnections; }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
     /// Until the end of the dialogue. Throws std::system_error when the client has gone.
     Task serve() {
         socket_.set_option(tcp::no_delay(true));
+        if (isOneTooMany()) {
+            co_await turnAway();
+            co_return;
+        }
         Command command{Step::Greeting};
         while (true) {
             co_await answer(command);
@@ -77,6 +86,20 @@ class Connection {
     }
 
   private:
+    bool isOneTooMany() const {
+        const std::size_t limit = shared_.options.limits.connections;
+        return limit != 0 && shared_.openConnections > limit;
+    }
+
+    Task turnAway() {
+        const std::string code = service_ == Service::Smtp ? "421" : "-ERR";
+        // g++ 12 destroys what is made inside a co_await twice.
+        const Reply usual;
+        Answer refusal{code + " too many connections\r\n"};
+        co_await say(usual, std::move(refusal));
+        close();
+    }
+
     asio::awaitable<Command> readCommand() {
         const std::size_t limit = shared_.options.limits.commandLine;
         bool isTooLong = false;
@@ -91,7 +114,7 @@ class Connection {
         std::string line = buffer_.substr(0, end);
         buffer_.erase(0, end + 2);
         shared_.transcript.add({Line::Side::Client, line, service_, number_});
-        co_return isTooLong ? Command{Step::Unknown, std::move(line)}
+        co_return isTooLong ? Command{Step::Unknown, std::move(line), /*isTooLong=*/true}
                             : parseCommand(service_, line);
     }
 

@@ -40,7 +40,12 @@ struct Limits {
     std::size_t message = 10240000;  // a larger one is answered 552
     std::size_t commandLine = 1000;  // a longer one is answered 500, or -ERR
     std::size_t dataLine = 0;        // a message with a longer one is answered 500
+    std::size_t recipients = 1000;   // of a message; one more is answered 452
+    std::size_t connections = 100;   // at once, of both services; one more gets 421, or -ERR
 };
+
+/// What a server with these limits announces after EHLO when it is told nothing else.
+std::vector<std::string> usualEhloLines(const Limits& limits);
 
 /// A step that is answered in another way than usual; see Reply and When.
 struct ScriptedReply {
@@ -54,15 +59,15 @@ struct ServerOptions {
     std::string address = "127.0.0.1";
     std::uint16_t smtpPort = 0;  // 0 picks a free one
     std::uint16_t pop3Port = 0;
-    /// The lines that follow the first one in the reply to EHLO, without their "250-".
-    /// The parameters SIZE= and BODY= are taken only when SIZE and 8BITMIME are among them.
-    std::vector<std::string> ehloLines = {"PIPELINING", "SIZE 10240000", "8BITMIME", "HELP"};
     /// Each message that SMTP brings becomes a `.eml` file here; it is made when missing.
     std::optional<std::filesystem::path> folder = {};
     /// What POP3 asks for; without a user any name and password will do.
     std::optional<std::string> pop3User = {};
     std::string pop3Password = {};
     Limits limits = {};
+    /// The lines that follow the first one in the reply to EHLO, without their "250-".
+    /// The parameters SIZE= and BODY= are taken only when SIZE and 8BITMIME are among them.
+    std::vector<std::string> ehloLines = usualEhloLines(limits);
     std::vector<ScriptedReply> replies = {};
     /// Told each line of the dialogues as it happens, on the server's thread; must not throw.
     std::function<void(const Line&)> observer = {};

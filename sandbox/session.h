@@ -15,6 +15,7 @@ namespace sandbox {
 struct Command {
     Step step;
     std::string argument = {};
+    bool isTooLong = false;  // for a line, and so unknown
 };
 
 /// The command in a line without its CR LF. A line with a CR, LF or NUL in it is none.

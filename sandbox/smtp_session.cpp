@@ -28,6 +28,11 @@ std::string manyLines(const std::string& code, const std::vector<std::string>& l
 
 }  // namespace
 
+std::vector<std::string> usualEhloLines(const Limits& limits) {
+    // SIZE 0 is RFC 1870's word for no limit.
+    return {"PIPELINING", "SIZE " + std::to_string(limits.message), "8BITMIME", "HELP"};
+}
+
 Answer SmtpSession::perform(const Command& command) {
     const bool isServed =
         state_ != State::Refused || command.step == Step::Greeting || command.step == Step::Quit;
@@ -63,7 +68,7 @@ std::string SmtpSession::reply(const Command& command) {
         case Step::Expn:
             return "502 there are no lists here";
         default:
-            return "500 no command of SMTP";
+            return command.isTooLong ? "500 line too long" : "500 no command of SMTP";
     }
 }
 
@@ -126,6 +131,8 @@ std::string SmtpSession::addRecipient(const std::string& argument) {
     const auto path = parseSmtpPath("TO:", argument);
     if (!path || path->mailbox.empty()) return wrongArgument;
     if (!path->parameters.empty()) return "555 unknown parameter";
+    const std::size_t limit = options_.limits.recipients;
+    if (limit != 0 && message_.recipients.size() >= limit) return "452 too many recipients";
     message_.recipients.push_back(path->mailbox);
     state_ = State::Recipients;
     return "250 recipient taken";

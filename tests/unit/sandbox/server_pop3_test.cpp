@@ -272,4 +272,10 @@ TEST(Pop3Deletion, leavesTheMessagesOfSmtp) {
     EXPECT_THAT(server.messages(), SizeIs(1));
 }
 
+TEST_F(Pop3Server, readsOnBehindALineThatIsTooLong) {
+    Pop3Client client(server_);
+    EXPECT_EQ(client.ask("NOOP " + std::string(5000, 'x') + "\r\n"), "-ERR line too long\r\n");
+    EXPECT_TRUE(client.takes("NOOP"));
+}
+
 }  // namespace

@@ -11,6 +11,7 @@
 using sandbox::Message;
 using sandbox::Server;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using namespace std::chrono_literals;
@@ -42,6 +43,15 @@ TEST(SmtpServer, listsTheGivenExtensions) {
     SmtpClient client(server);
     client.send("EHLO localhost\r\n");
     EXPECT_EQ(client.reply(), "250-sandbox.localhost\r\n250-SIZE\r\n250 AUTH PLAIN\r\n");
+}
+
+TEST(SmtpServer, announcesTheSizeItTakes) {
+    for (const std::size_t size : {0, 77}) {
+        const Server server({.limits = {.message = size}});
+        SmtpClient client(server);
+        client.send("EHLO localhost\r\n");
+        EXPECT_THAT(client.reply(), HasSubstr("\r\n250-SIZE " + std::to_string(size) + "\r\n"));
+    }
 }
 
 TEST(SmtpServer, answersEhloWithOneLineWithoutExtensions) {
@@ -328,7 +338,7 @@ TEST(SmtpServer, takesACommandLineOfTheSizeOfItsLimit) {
 TEST(SmtpServer, readsOnBehindACommandLineThatIsMuchTooLong) {
     const Server server;
     SmtpClient client(server);
-    EXPECT_EQ(client.code("NOOP " + std::string(5'000'000, 'x')), "500");
+    EXPECT_EQ(client.ask("NOOP " + std::string(5'000'000, 'x') + "\r\n"), "500 line too long\r\n");
     EXPECT_EQ(client.code("NOOP"), "250");
 }
 
@@ -365,6 +375,32 @@ TEST(SmtpServer, takesNoDataWhenAllRecipientsAreRefused) {
     EXPECT_EQ(client.code(mail), "250");
     EXPECT_EQ(client.code(recipient), "550");
     EXPECT_EQ(client.code("DATA"), "554");
+}
+
+TEST(SmtpServer, sendsToThoseRecipientsThatItHasRoomFor) {
+    const Server server({.limits = {.recipients = 2}});
+    SmtpClient client(server);
+    client.startMail();
+    EXPECT_EQ(client.code("RCPT TO:<c@example.org>"), "250");
+    EXPECT_EQ(client.code("RCPT TO:<d@example.org>"), "452");
+    EXPECT_EQ(client.code("DATA"), "354");
+    EXPECT_EQ(client.code("."), "250");
+    EXPECT_THAT(server.messages().at(0).recipients, ElementsAre("b@example.org", "c@example.org"));
+}
+
+TEST(SmtpServer, countsRecipientsAnewForEachMail) {
+    const Server server({.limits = {.recipients = 1}});
+    SmtpClient client(server);
+    EXPECT_EQ(client.sendMessage("one\r\n"), "250");
+    EXPECT_EQ(client.sendMessage("two\r\n"), "250");
+}
+
+TEST(SmtpServer, takesAnyNumberOfRecipientsWithoutALimit) {
+    const Server server({.limits = {.recipients = 0}});
+    SmtpClient client(server);
+    client.startMail();
+    for (int count = 0; count < 1100; ++count)
+        ASSERT_EQ(client.code("RCPT TO:<c@example.org>"), "250") << count;
 }
 
 TEST(SmtpServer, hasAMessageBeforeItsClientKnows) {

@@ -87,6 +87,31 @@ TEST(Server, servesManyClientsInTurns) {
     EXPECT_EQ(kept, expected);
 }
 
+TEST(Server, turnsAwayAConnectionTooMany) {
+    const Server small({.limits = {.connections = 2}});
+    SmtpClient first(small);
+    Pop3Client second(small);
+    EXPECT_EQ(Client(small.smtpPort()).rest(), "421 too many connections\r\n");
+    EXPECT_EQ(Client(small.pop3Port()).rest(), "-ERR too many connections\r\n");
+    EXPECT_EQ(first.code("NOOP"), "250");
+}
+
+TEST(Server, takesAConnectionInPlaceOfOneThatEnded) {
+    const Server small({.limits = {.connections = 1}});
+    for (int round = 0; round < 5; ++round) {
+        SmtpClient guest(small);
+        EXPECT_EQ(guest.code("QUIT"), "221") << round;
+        EXPECT_EQ(guest.rest(), "");
+    }
+}
+
+TEST(Server, servesAnyNumberOfConnectionsWithoutALimit) {
+    const Server large({.limits = {.connections = 0}});
+    std::vector<std::unique_ptr<SmtpClient>> clients(120);
+    for (auto& each : clients) each = std::make_unique<SmtpClient>(large);
+    EXPECT_EQ(clients.back()->code("NOOP"), "250");
+}
+
 TEST(Server, goesOnWhenAClientLeavesWithoutAWord) {
     const Server left;
     {
