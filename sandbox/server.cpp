@@ -29,7 +29,7 @@ using Task = asio::awaitable<void>;
 struct Shared {
     explicit Shared(ServerOptions given)
         : options(std::move(given)),
-          store(options.folder),
+          store(options.folder, options.maildir),
           script(options.replies),
           transcript(options.observer) {}
 

@@ -61,6 +61,9 @@ struct ServerOptions {
     std::uint16_t pop3Port = 0;
     /// Each message that SMTP brings becomes a `.eml` file here; it is made when missing.
     std::optional<std::filesystem::path> folder = {};
+    /// Each message that SMTP brings becomes a file in this Maildir, and what was in its new and
+    /// cur before is in the mailbox that POP3 serves; it is made when missing.
+    std::optional<std::filesystem::path> maildir = {};
     /// What POP3 asks for; without a user any name and password will do.
     std::optional<std::string> pop3User = {};
     std::string pop3Password = {};
@@ -82,7 +85,7 @@ class Server {
     using Options = ServerOptions;
 
     /// Throws std::system_error when it cannot listen, naming address and port, or when it
-    /// cannot make the folder.
+    /// cannot make the folders or read the Maildir.
     explicit Server(Options options = {});
     /// Ends all connections; does not wait for clients.
     ~Server();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sandbox/store.h"
 
+#include <algorithm>
 #include <unordered_set>
 #include <utility>
 
@@ -12,19 +13,34 @@ std::string newIdPrefix() {
     return std::to_string(std::chrono::system_clock::now().time_since_epoch().count()) + '.';
 }
 
+/// RFC 1939 7.
+bool isUniqueIdListing(const std::string& name) {
+    return !name.empty() && name.size() <= 70 &&
+           std::all_of(name.begin(), name.end(),
+                       [](char octet) { return octet >= '!' && octet <= '~'; });
+}
+
 }  // namespace
 
-Store::Store(const std::optional<std::filesystem::path>& folder) : idPrefix_(newIdPrefix()) {
+Store::Store(const std::optional<std::filesystem::path>& folder,
+             const std::optional<std::filesystem::path>& maildir)
+    : idPrefix_(newIdPrefix()) {
     if (folder) folder_.emplace(*folder);
+    if (!maildir) return;
+    maildir_.emplace(*maildir);
+    for (Maildir::Mail& mail : maildir_->mails())
+        addToMailbox(std::make_shared<const Message>(Message{{}, {}, std::move(mail.data)}),
+                     mail.name);
 }
 
 void Store::receive(Message message) {
     if (folder_) folder_->write(message.data);
+    const std::string name = maildir_ ? maildir_->write(message.data) : "";
     const auto kept = std::make_shared<const Message>(std::move(message));
     {
         const std::lock_guard lock(mutex_);
         messages_.push_back(kept);
-        addToMailbox(kept);
+        addToMailbox(kept, name);
     }
     received_.notify_all();
 }
@@ -35,8 +51,9 @@ void Store::addMail(std::string data) {
     addToMailbox(kept);
 }
 
-void Store::addToMailbox(std::shared_ptr<const Message> message) {
-    mailbox_.push_back({idPrefix_ + std::to_string(++mailCount_), std::move(message)});
+void Store::addToMailbox(std::shared_ptr<const Message> message, const std::string& name) {
+    const std::string ownId = idPrefix_ + std::to_string(++mailCount_);
+    mailbox_.push_back({isUniqueIdListing(name) ? name : ownId, std::move(message)});
 }
 
 std::vector<Message> Store::messages() const {

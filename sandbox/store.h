@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "sandbox/maildir.h"
 #include "sandbox/message_folder.h"
 #include "sandbox/server.h"
 
@@ -19,15 +20,16 @@ namespace sandbox {
 
 /// A message in the mailbox.
 struct Mail {
-    std::string id;  // never given to another message, nor by another server
+    std::string id;  // never given to another message; of one in a Maildir its name there
     std::shared_ptr<const Message> message;
 };
 
 /// Any thread may call this.
 class Store {
   public:
-    /// Throws std::system_error when it cannot make the folder.
-    explicit Store(const std::optional<std::filesystem::path>& folder);
+    /// Throws std::system_error when it cannot make the folders, or read the Maildir.
+    Store(const std::optional<std::filesystem::path>& folder,
+          const std::optional<std::filesystem::path>& maildir);
 
     /// Keeps a message that came by SMTP. Throws std::system_error when it cannot be written to
     /// the folder; it is not kept then. For one thread at a time.
@@ -43,9 +45,11 @@ class Store {
     void remove(const std::vector<Mail>& mails);
 
   private:
-    void addToMailbox(std::shared_ptr<const Message> message);
+    /// `name` is empty or that in the Maildir.
+    void addToMailbox(std::shared_ptr<const Message> message, const std::string& name = {});
 
     std::optional<MessageFolder> folder_;
+    std::optional<Maildir> maildir_;
     const std::string idPrefix_;
     mutable std::mutex mutex_;
     mutable std::condition_variable received_;

@@ -4,15 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "tests/unit/sandbox/mail_clients.h"
+#include "tests/unit/sandbox/temporary_folder.h"
 
 using sandbox::Server;
 using testing::ElementsAre;
@@ -23,35 +21,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void write(const fs::path& file, const std::string& octets) {
-    std::ofstream(file, std::ios::binary) << octets;
-}
-
-std::string contentOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 class ServerFolder : public testing::Test {
   protected:
-    ServerFolder() {
-        std::string path = (fs::temp_directory_path() / "sandbox-folder-XXXXXX").string();
-        if (!mkdtemp(path.data())) throw std::runtime_error("no temporary folder");
-        root_ = path;
-        folder_ = root_ / "mail" / "in";
-    }
-    ~ServerFolder() override { fs::remove_all(root_); }
+    std::vector<std::string> names() const { return namesIn(folder_); }
 
-    std::vector<std::string> names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder_))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    fs::path root_;
-    fs::path folder_;  // does not exist yet
+    TemporaryFolder folderOfTest_;
+    const fs::path& root_ = folderOfTest_.path();
+    const fs::path folder_ = root_ / "mail" / "in";  // does not exist yet
 };
 
 TEST_F(ServerFolder, isMadeAtOnce) {
@@ -71,7 +47,7 @@ TEST_F(ServerFolder, getsAFileForEachMessageInOrder) {
 
 TEST_F(ServerFolder, keepsTheFilesThatAreThere) {
     fs::create_directories(folder_);
-    write(folder_ / "message-0001.eml", "mine");
+    writeFile(folder_ / "message-0001.eml", "mine");
     const Server server({.folder = folder_});
     EXPECT_EQ(SmtpClient(server).sendMessage("new\r\n"), "250");
     EXPECT_EQ(contentOf(folder_ / "message-0001.eml"), "mine");
@@ -110,7 +86,7 @@ TEST_F(ServerFolder, keepsTheFilesOfMessagesThatPop3Deletes) {
 
 TEST_F(ServerFolder, isNotServedByTheNextServer) {
     fs::create_directories(folder_);
-    write(folder_ / "message-0001.eml", "mine");
+    writeFile(folder_ / "message-0001.eml", "mine");
     const Server server({.folder = folder_});
     EXPECT_THAT(server.mailbox(), IsEmpty());
 }
@@ -141,7 +117,7 @@ TEST_F(ServerFolder, isLeftWithoutPartsOfAMessage) {
 }
 
 TEST_F(ServerFolder, mustBePossible) {
-    write(root_ / "mail", "a file");
+    writeFile(root_ / "mail", "a file");
     EXPECT_THAT([&] { const Server server({.folder = folder_}); },
                 testing::ThrowsMessage<std::system_error>(HasSubstr((root_ / "mail").string())));
 }
