@@ -84,6 +84,13 @@ struct Reply {
             reply.ending = Ending::Close;
         });
     }
+    /// Sends only the first half of its octets, those of a message included, and then closes.
+    Reply halved() const {
+        return with([](Reply& reply) {
+            reply.isHalved = true;
+            reply.ending = Ending::Close;
+        });
+    }
     /// Each octet in a segment of its own.
     Reply oneByOne() const {
         return with([](Reply& reply) { reply.isOneByOne = true; });
@@ -92,6 +99,10 @@ struct Reply {
     Reply garbled() const {
         return with([](Reply& reply) { reply.isGarbled = true; });
     }
+    /// The transcript tells by this name when the reply is given.
+    Reply named(std::string wanted) const {
+        return with([&](Reply& reply) { reply.name = std::move(wanted); });
+    }
     Reply thenClose() const { return endingWith(Ending::Close); }
     Reply thenReset() const { return endingWith(Ending::Reset); }
     Reply thenFallSilent() const { return endingWith(Ending::Silence); }
@@ -99,9 +110,11 @@ struct Reply {
     std::optional<std::string> octets;  // none: the usual words
     std::chrono::milliseconds delay{0};
     std::optional<std::size_t> length;  // none: all octets
+    bool isHalved = false;
     bool isOneByOne = false;
     bool isGarbled = false;
     Ending ending = Ending::KeepOpen;  // what follows the last octet
+    std::string name = {};             // empty: the transcript has only what is said
 
   private:
     template <typename Change>
@@ -121,6 +134,10 @@ struct When {
     std::string argument = {};
     /// Only the n-th one of these, counted from 1 over all connections; 0 is every one.
     std::size_t occurrence = 0;
+    /// How likely each of these is to get the reply, from 0 to 1. What is drawn depends on nothing
+    /// but the seed of the server, the place of this reply among all of them, and how many
+    /// commands it was drawn for before.
+    double probability = 1;
 };
 
 }  // namespace sandbox

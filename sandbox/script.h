@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
+#include <random>
 #include <vector>
 
 #include "sandbox/server.h"
@@ -14,7 +16,7 @@ namespace sandbox {
 /// Any thread may call this.
 class Script {
   public:
-    explicit Script(std::vector<ScriptedReply> replies);
+    Script(std::vector<ScriptedReply> replies, std::uint64_t seed);
 
     void add(ScriptedReply reply);
     /// The reply to a command that has come, which counts as an occurrence of it.
@@ -23,10 +25,15 @@ class Script {
   private:
     struct Rule {
         ScriptedReply reply;
+        // Each draws for itself, so that commands at other steps change nothing.
+        std::mt19937_64 random;
         std::size_t occurrences = 0;
     };
 
+    static bool applies(Rule& rule);
+
     std::mutex mutex_;
+    const std::uint64_t seed_;
     std::vector<Rule> rules_;
 };
 

@@ -30,7 +30,7 @@ struct Shared {
     explicit Shared(ServerOptions given)
         : options(std::move(given)),
           store(options.folder, options.maildir),
-          script(options.replies),
+          script(options.replies, options.seed),
           transcript(options.observer) {}
 
     const ServerOptions options;
@@ -129,6 +129,8 @@ class Connection {
 
     Task answer(const Command& command) {
         const Reply scripted = shared_.script.replyTo(service_, command);
+        if (!scripted.name.empty())
+            shared_.transcript.add({Line::Side::Script, scripted.name, service_, number_});
         Answer answer;
         if (scripted.octets && isRefusal(*scripted.octets, command.step))
             session_->refuse(command);
@@ -143,6 +145,7 @@ class Connection {
         co_await wait(scripted.delay);
         const std::size_t shown = answer.words.size();
         std::string octets = std::move(answer.words) + answer.content;
+        if (scripted.isHalved) octets.resize(octets.size() / 2);
         octets.resize(std::min(scripted.length.value_or(octets.size()), octets.size()));
         if (scripted.isGarbled) garble(octets);
         shared_.transcript.addReply(std::string_view(octets).substr(0, shown), service_, number_);

@@ -26,7 +26,11 @@ struct Message {
 
 /// A line of a dialogue. The lines of a message are no part of it, in either direction.
 struct Line {
-    enum class Side { Client, Server };
+    enum class Side {
+        Client,
+        Server,
+        Script,  // no line that was sent: the name of the reply that is given now
+    };
 
     Side side;
     std::string text;  // without its CR LF; of a reply that was cut or garbled, what was sent
@@ -72,6 +76,7 @@ struct ServerOptions {
     /// The parameters SIZE= and BODY= are taken only when SIZE and 8BITMIME are among them.
     std::vector<std::string> ehloLines = usualEhloLines(limits);
     std::vector<ScriptedReply> replies = {};
+    std::uint64_t seed = 0;  // of the replies with a probability
     /// Told each line of the dialogues as it happens, on the server's thread; must not throw.
     std::function<void(const Line&)> observer = {};
 };
