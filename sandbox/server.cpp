@@ -3,6 +3,8 @@
 // accepts clients, and for each client one that carries octets between its socket and a session.
 #include "sandbox/server.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
 #include <asio.hpp>
@@ -52,6 +54,12 @@ void garble(std::string& octets) {
         if (octet != '\r' && octet != '\n') octet = static_cast<char>(~octet);
 }
 
+/// Programs that are started while the server runs shall not hold its sockets.
+template <typename Socket>
+void closeOnExec(Socket& socket) {
+    fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
+}
+
 class Connection {
   public:
     Connection(tcp::socket socket, Service service, std::size_t number, Shared& shared)
@@ -60,6 +68,7 @@ class Connection {
             session_ = std::make_unique<SmtpSession>(shared.options, shared.store);
         else
             session_ = std::make_unique<Pop3Session>(shared.options, shared.store);
+        closeOnExec(socket_);
         ++shared_.openConnections;
     }
     ~Connection() { --shared_.openConnections; }
@@ -227,7 +236,9 @@ tcp::acceptor listenOn(asio::io_context& context, const ServerOptions& options, 
                        const std::string& serviceName) {
     try {
         const tcp::endpoint endpoint(asio::ip::make_address(options.address), port);
-        return tcp::acceptor(context, endpoint, /*reuse_addr=*/true);
+        tcp::acceptor acceptor(context, endpoint, /*reuse_addr=*/true);
+        closeOnExec(acceptor);
+        return acceptor;
     } catch (const std::system_error& error) {
         // Asio's category does not compare with std::errc.
         throw std::system_error(error.code().value(), std::system_category(),

@@ -19,6 +19,8 @@ class HeldEndSignals {
     HeldEndSignals& operator=(const HeldEndSignals&) = delete;
 
     const sigset_t& signals() const { return signals_; }
+    /// The mask of signals that this thread had.
+    const sigset_t& before() const { return before_; }
     /// Returns when one of them comes, which then counts no more.
     void wait() const {
         int signal = 0;

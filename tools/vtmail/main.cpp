@@ -117,6 +117,8 @@ int parse(CLI::App& program, int argc, char** argv) {
         std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants them
         program.parse(std::move(arguments));
         return EX_OK;
+    } catch (const CLI::RuntimeError& end) {
+        return end.get_exit_code();  // of a command that was run
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return program.exit(error);  // --help and --version
