@@ -329,6 +329,8 @@ void Server::on(Service service, Step step, Reply reply, When when) {
 
 std::vector<Message> Server::messages() const { return implementation_->shared().store.messages(); }
 
+std::vector<Arrival> Server::arrivals() const { return implementation_->shared().store.arrivals(); }
+
 bool Server::waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const {
     return implementation_->shared().store.waitForMessages(count, timeout);
 }

@@ -24,6 +24,13 @@ struct Message {
     bool operator==(const Message&) const = default;
 };
 
+/// A message that came by SMTP.
+struct Arrival {
+    std::size_t number;  // from 1, in the order of their end
+    std::chrono::system_clock::time_point time;
+    std::shared_ptr<const Message> message;
+};
+
 /// A line of a dialogue. The lines of a message are no part of it, in either direction.
 struct Line {
     enum class Side {
@@ -107,6 +114,8 @@ class Server {
     /// All messages that came by SMTP so far, in the order of their end. POP3 deletes none of
     /// these.
     std::vector<Message> messages() const;
+    /// The same without copies of them, and when they came.
+    std::vector<Arrival> arrivals() const;
     /// Waits until at least `count` messages have come by SMTP. False when the time is over.
     bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const;
 

@@ -39,7 +39,7 @@ void Store::receive(Message message) {
     const auto kept = std::make_shared<const Message>(std::move(message));
     {
         const std::lock_guard lock(mutex_);
-        messages_.push_back(kept);
+        arrivals_.push_back({arrivals_.size() + 1, std::chrono::system_clock::now(), kept});
         addToMailbox(kept, name);
     }
     received_.notify_all();
@@ -59,13 +59,18 @@ void Store::addToMailbox(std::shared_ptr<const Message> message, const std::stri
 std::vector<Message> Store::messages() const {
     const std::lock_guard lock(mutex_);
     std::vector<Message> copies;
-    for (const auto& message : messages_) copies.push_back(*message);
+    for (const Arrival& arrival : arrivals_) copies.push_back(*arrival.message);
     return copies;
+}
+
+std::vector<Arrival> Store::arrivals() const {
+    const std::lock_guard lock(mutex_);
+    return arrivals_;
 }
 
 bool Store::waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const {
     std::unique_lock lock(mutex_);
-    return received_.wait_for(lock, timeout, [&] { return messages_.size() >= count; });
+    return received_.wait_for(lock, timeout, [&] { return arrivals_.size() >= count; });
 }
 
 std::vector<Mail> Store::mailbox() const {

@@ -38,6 +38,7 @@ class Store {
     void addMail(std::string data);
 
     std::vector<Message> messages() const;
+    std::vector<Arrival> arrivals() const;
     bool waitForMessages(std::size_t count, std::chrono::milliseconds timeout) const;
 
     std::vector<Mail> mailbox() const;
@@ -53,7 +54,7 @@ class Store {
     const std::string idPrefix_;
     mutable std::mutex mutex_;
     mutable std::condition_variable received_;
-    std::vector<std::shared_ptr<const Message>> messages_;
+    std::vector<Arrival> arrivals_;
     std::vector<Mail> mailbox_;
     std::size_t mailCount_ = 0;  // ever in the mailbox
 };

@@ -13,6 +13,7 @@ using sandbox::Server;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 using testing::StartsWith;
 using namespace std::chrono_literals;
 
@@ -401,6 +402,21 @@ TEST(SmtpServer, takesAnyNumberOfRecipientsWithoutALimit) {
     client.startMail();
     for (int count = 0; count < 1100; ++count)
         ASSERT_EQ(client.code("RCPT TO:<c@example.org>"), "250") << count;
+}
+
+TEST(SmtpServer, numbersWhatArrivesAndNotesTheTime) {
+    const Server server;
+    const auto before = std::chrono::system_clock::now();
+    SmtpClient client(server);
+    EXPECT_EQ(client.sendMessage("one\r\n"), "250");
+    EXPECT_EQ(client.sendMessage("two\r\n"), "250");
+    const std::vector<sandbox::Arrival> arrivals = server.arrivals();
+    ASSERT_THAT(arrivals, SizeIs(2));
+    EXPECT_EQ(arrivals[0].number, 1U);
+    EXPECT_EQ(arrivals[1].number, 2U);
+    EXPECT_EQ(arrivals[1].message->data, "two\r\n");
+    EXPECT_LE(before, arrivals[0].time);
+    EXPECT_LE(arrivals[0].time, arrivals[1].time);
 }
 
 TEST(SmtpServer, hasAMessageBeforeItsClientKnows) {
