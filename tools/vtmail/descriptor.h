@@ -19,6 +19,8 @@ class Descriptor {
 
     int number() const { return number_; }
     bool isOpen() const { return number_ != -1; }
+    /// Leaves it to somebody else.
+    int release() { return std::exchange(number_, -1); }
 
   private:
     int number_;

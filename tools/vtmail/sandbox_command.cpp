@@ -26,6 +26,8 @@
 #include "tools/vtmail/end_signals.h"
 #include "tools/vtmail/failure.h"
 #include "tools/vtmail/json_line.h"
+#include "tools/vtmail/page.h"
+#include "tools/vtmail/page_server.h"
 #include "tools/vtmail/shell_command.h"
 #include "tools/vtmail/text.h"
 
@@ -36,6 +38,7 @@ struct SandboxArguments {
     std::uint16_t smtpPort = 2525;
     std::uint16_t pop3Port = 2110;
     bool mayBeRemote = false;
+    std::optional<std::uint16_t> pagePort;
     std::string folder;
     std::string maildir;
     std::vector<std::string> refused;
@@ -96,22 +99,39 @@ void showLine(const SandboxArguments& arguments, const sandbox::Line& line) {
           arguments.wantsJson ? lineAsJson(line) : lineForPeople(arguments.output(), line));
 }
 
-std::string readyLineAsJson(const SandboxArguments& arguments, const sandbox::Server& server) {
+/// None without --page-port.
+std::unique_ptr<page::Server> openPage(const SandboxArguments& arguments,
+                                       const sandbox::Server& server) {
+    if (!arguments.pagePort) return nullptr;
+    const page::Site site{arguments.address, server.smtpPort(),
+                          [&server] { return server.arrivals(); }};
+    return std::make_unique<page::Server>(
+        arguments.address, *arguments.pagePort,
+        [site](const std::string& path) { return page::replyTo(site, path); });
+}
+
+/// `page` may be null, here and below.
+std::string readyLineAsJson(const SandboxArguments& arguments, const sandbox::Server& server,
+                            const page::Server* page) {
     nlohmann::json event = {{"event", "ready"},
                             {"address", arguments.address},
                             {"smtpPort", server.smtpPort()},
                             {"pop3Port", server.pop3Port()}};
     if (!arguments.faults.empty()) event["seed"] = *arguments.seed;
+    if (page != nullptr) event["pagePort"] = page->port();
     return jsonLine(event);
 }
 
-std::string readyLine(const SandboxArguments& arguments, const sandbox::Server& server) {
-    if (arguments.wantsJson) return readyLineAsJson(arguments, server);
+std::string readyLine(const SandboxArguments& arguments, const sandbox::Server& server,
+                      const page::Server* page) {
+    if (arguments.wantsJson) return readyLineAsJson(arguments, server, page);
     const std::string address = " on " + shown(arguments.address) + " port ";
+    const std::string pageWords =
+        page == nullptr ? "" : ", page on " + page::urlOf(arguments.address, page->port());
     const std::string seed =
         arguments.faults.empty() ? "" : "faults of seed " + std::to_string(*arguments.seed) + "; ";
     return "SMTP" + address + std::to_string(server.smtpPort()) + ", POP3" + address +
-           std::to_string(server.pop3Port()) + "; " + seed +
+           std::to_string(server.pop3Port()) + pageWords + "; " + seed +
            (arguments.command ? "ends with the command" : "ends with Ctrl-C");
 }
 
@@ -161,17 +181,21 @@ Failure listenFailure(const std::system_error& error) {
     const bool isPort =
         error.code() == std::errc::address_in_use || error.code() == std::errc::permission_denied;
     return {EX_UNAVAILABLE,
-            shown(error.what()) + (isPort ? "; choose another port with --smtp-port or --pop3-port"
-                                          : "; let --address be an IP address of this machine")};
+            shown(error.what()) +
+                (isPort ? "; choose another port with --smtp-port, --pop3-port or --page-port"
+                        : "; let --address be an IP address of this machine")};
 }
 
 /// What the command finds in its environment.
 std::map<std::string, std::string> variables(const SandboxArguments& arguments,
-                                             const sandbox::Server& server) {
+                                             const sandbox::Server& server,
+                                             const page::Server* page) {
     const std::string& folder = arguments.folder.empty() ? arguments.maildir : arguments.folder;
     return {{"VTMAIL_SANDBOX_ADDRESS", arguments.address},
             {"VTMAIL_SANDBOX_SMTP_PORT", std::to_string(server.smtpPort())},
             {"VTMAIL_SANDBOX_POP3_PORT", std::to_string(server.pop3Port())},
+            {"VTMAIL_SANDBOX_PAGE",
+             page == nullptr ? "" : page::urlOf(arguments.address, page->port())},
             {"VTMAIL_SANDBOX_FOLDER",
              folder.empty() ? "" : std::filesystem::absolute(folder).string()}};
 }
@@ -181,11 +205,14 @@ int serveUntilTheEnd(const SandboxArguments& arguments) {
     const HeldEndSignals endSignals =
         arguments.command ? ShellCommand::holdSignals() : HeldEndSignals();
     const sandbox::Server server(serverOptions(arguments));
+    const std::unique_ptr<page::Server> page = openPage(arguments, server);
     // The server's thread shows lines from now on.
-    if (!print(arguments, readyLine(arguments, server)))
+    if (!print(arguments, readyLine(arguments, server, page.get())))
         throw Failure(EX_IOERR, "cannot write where the server listens");
     if (arguments.command)
-        return ShellCommand(*arguments.command, variables(arguments, server), endSignals).wait();
+        return ShellCommand(*arguments.command, variables(arguments, server, page.get()),
+                            endSignals)
+            .wait();
     endSignals.wait();
     return EX_OK;
 }
@@ -214,6 +241,8 @@ void addPlaceOptions(CLI::App& command, SandboxArguments& arguments) {
         ->capture_default_str();
     command.add_option("--pop3-port", arguments.pop3Port, "port of POP3; 0 picks a free one")
         ->capture_default_str();
+    command.add_option("--page-port", arguments.pagePort,
+                       "serve a page to look at the mails on this port; 0 picks a free one");
     CLI::Option* folder =
         command.add_option("--folder", arguments.folder, "keep the mails as .eml files here");
     command
@@ -286,7 +315,7 @@ void addSandboxCommand(CLI::App& program) {
         ->add_option("--exec", arguments->command,
                      "run this by /bin/sh, end when it ends, and exit as it does; finds the server "
                      "in the environment as VTMAIL_SANDBOX_ADDRESS, VTMAIL_SANDBOX_SMTP_PORT, "
-                     "VTMAIL_SANDBOX_POP3_PORT and VTMAIL_SANDBOX_FOLDER")
+                     "VTMAIL_SANDBOX_POP3_PORT, VTMAIL_SANDBOX_PAGE and VTMAIL_SANDBOX_FOLDER")
         ->type_name("COMMAND");
     command->add_flag("--quiet", arguments->isQuiet, "show no dialogues, only faults");
     command->add_flag("--json", arguments->wantsJson, "print ports and dialogue as lines of JSON");

@@ -28,6 +28,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
+using ::testing::StartsWith;
 
 /// A running `vtmail sandbox`; its output is read line by line.
 class Sandbox {
@@ -124,6 +125,33 @@ TEST(SandboxCommand, SaysWhereItListens) {
     const Sandbox sandbox({});
     EXPECT_NE(sandbox.port("SMTP"), 0);
     EXPECT_NE(sandbox.port("POP3"), 0);
+}
+
+TEST(SandboxCommand, HasAPageWhereItIsAskedFor) {
+    EXPECT_THAT(Sandbox({}).firstLine(), Not(HasSubstr("page")));
+    const Sandbox sandbox({"--page-port", "0"});
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(sandbox.firstLine(), match,
+                                  std::regex("page on http://127.0.0.1:([0-9]+)/;")));
+    talk(sandbox.port("SMTP"), oneMail);
+    EXPECT_THAT(talk(static_cast<std::uint16_t>(std::stoi(match[1])),
+                     "GET /mails/1 HTTP/1.1\r\nHost: localhost\r\n\r\n"),
+                AllOf(StartsWith("HTTP/1.1 200 "), HasSubstr("<title>hi</title>")));
+}
+
+TEST(SandboxCommand, ForProgramsThePortOfThePageIsANumber) {
+    const Sandbox sandbox({"--json", "--page-port", "0"});
+    EXPECT_THAT(sandbox.firstLine(), ContainsRegex("\"pagePort\":[1-9]"));
+    EXPECT_EQ(differencesFromSchema("sandboxEvent", sandbox.firstLine()), "");
+}
+
+TEST(SandboxCommand, APagePortThatIsTakenIsNamed) {
+    const Sandbox sandbox({});
+    const std::string port = std::to_string(sandbox.port("SMTP"));
+    const Outcome run =
+        vtmail({"sandbox", "--smtp-port", "0", "--pop3-port", "0", "--page-port", port});
+    EXPECT_EQ(run.exitCode, EX_UNAVAILABLE);
+    EXPECT_THAT(run.err, AllOf(HasSubstr(port), HasSubstr("--page-port")));
 }
 
 TEST(SandboxCommand, KeepsWhatItGetsAndShowsTheDialogue) {
