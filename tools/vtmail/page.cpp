@@ -53,7 +53,8 @@ void addRow(Html& out, const sandbox::Arrival& mail) {
 
 void addTable(Html& out, Arrivals::const_iterator begin, Arrivals::const_iterator end) {
     out << "<table class=\"mails\">\n<thead>\n<tr><th scope=\"col\">Subject</th>"
-           "<th scope=\"col\">From</th><th scope=\"col\">To</th><th scope=\"col\">Arrived</th>"
+           "<th scope=\"col\" class=\"from\">From</th><th scope=\"col\" class=\"to\">To</th>"
+           "<th scope=\"col\" class=\"arrived\">Arrived</th>"
            "<th scope=\"col\" class=\"number\">Octets</th></tr>\n</thead>\n<tbody>\n";
     while (end != begin) addRow(out, *--end);
     out << "</tbody>\n</table>\n";
@@ -64,7 +65,7 @@ void addHint(Html& out, const Site& site) {
         site.address.find(':') == std::string::npos ? site.address : "[" + site.address + "]";
     const std::string place = host + ":" + std::to_string(site.smtpPort);
     out << "<p>No mail has arrived yet. Send one by SMTP to " << oneLine(site.address) << ", port "
-        << std::size_t{site.smtpPort} << ", for example so:</p>\n<pre tabindex=\"0\">"
+        << std::size_t{site.smtpPort} << ", for example so:</p>\n<pre>"
         << "printf 'Subject: Hello\\n\\nIt works.\\n' | curl --crlf --upload-file - \\\n"
            "    --mail-from me@example.org --mail-rcpt you@example.org smtp://"
         << oneLine(place) << "</pre>\n<p>Then <a href=\"/\">look again</a>.</p>\n";
@@ -79,9 +80,8 @@ Reply listReply(const Site& site, const Arrivals& mails, Arrivals::const_iterato
         return htmlReply("No mails", out);
     }
     const auto count = std::min<std::ptrdiff_t>(end - mails.begin(), mailsOnAPage);
-    out << "<p class=\"quiet\">" << mails.size() << " in all, newest first.</p>\n"
-        << "<nav aria-label=\"Pages\"><a href=\"/\">"
-        << (end == mails.end() ? Markup("Look again") : Markup("To the newest")) << "</a></nav>\n";
+    out << "<p class=\"quiet\">" << mails.size() << " in all, newest first. <a href=\"/\">"
+        << (end == mails.end() ? Markup("Look again") : Markup("To the newest")) << "</a></p>\n";
     addTable(out, end - count, end);
     if (end - count != mails.begin())
         out << "<nav aria-label=\"Older\"><a href=\"/before/" << (end - count)->number

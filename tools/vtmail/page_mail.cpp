@@ -90,8 +90,7 @@ void addEnvelope(Html& out, const sandbox::Arrival& mail) {
 // ---- texts
 
 void addText(Html& out, std::string_view text) {
-    out << "<pre dir=\"auto\" tabindex=\"0\">" << manyLines(beginning(text, mostText))
-        << "</pre>\n";
+    out << "<pre dir=\"auto\">" << manyLines(beginning(text, mostText)) << "</pre>\n";
     if (text.size() > mostText)
         out << "<p class=\"quiet\">Only the beginning is shown; download it to see all.</p>\n";
 }

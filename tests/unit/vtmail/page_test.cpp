@@ -294,7 +294,7 @@ std::string foreignTag(const std::string& page) {
     static const std::regex known(
         "<!DOCTYPE html>|</?(html|head|title|body|header|main|nav|h1|h2|p|table|thead|tbody|tr|th|"
         "td|a|pre|ul|li|section|details|summary|time|bdi|br|meta|link)"
-        "( (lang|charset|name|content|rel|class|scope|dir|datetime|tabindex|aria-label|data-name)="
+        "( (lang|charset|name|content|rel|class|scope|dir|datetime|aria-label|data-name)="
         "\"[-A-Za-z0-9:,=./ ]*\"| href=\"/([a-z0-9][a-z0-9./]*)?\")*>");
     for (std::size_t at = page.find('<'); at != std::string::npos; at = page.find('<', at + 1)) {
         const std::string tag = page.substr(at, page.find('>', at) - at + 1);
