@@ -71,7 +71,7 @@ Descriptor listenOn(const std::string& address, std::uint16_t port) {
     return listener;
 }
 
-/// Address or port of our end, as figures.
+/// Address and port of our end, as figures.
 std::pair<std::string, std::string> ownEnd(int socket) {
     sockaddr_storage address = {};
     socklen_t length = sizeof address;
@@ -80,7 +80,9 @@ std::pair<std::string, std::string> ownEnd(int socket) {
     char port[NI_MAXSERV] = "";
     getnameinfo(reinterpret_cast<sockaddr*>(&address), length, host, sizeof host, port, sizeof port,
                 NI_NUMERICHOST | NI_NUMERICSERV);
-    return {host, port};
+    const std::string_view name = host;
+    const std::string_view ofIpv4 = "::ffff:";  // where a client of IPv4 meets a listener of IPv6
+    return {std::string(name.substr(name.starts_with(ofIpv4) ? ofIpv4.size() : 0)), port};
 }
 
 /// What a Host field names, without port and brackets.
@@ -106,7 +108,7 @@ bool isForThisMachine(MHD_Connection* connection) {
         MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_HOST);
     if (host == nullptr) return false;
     const std::string_view name = nameIn(host);
-    return name == "localhost" || name == ownEnd(socketOf(connection)).first;
+    return name == "localhost" || (!name.empty() && name == ownEnd(socketOf(connection)).first);
 }
 
 /// RFC 6266, with the name in ASCII for those who know no other.
