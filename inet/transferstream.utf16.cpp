@@ -2,6 +2,7 @@
 // Transfer encodings as stream buffers.
 //
 // Sections: base64, quoted-printable, the choice between them, dot-stuffing, multipart boundaries.
+// What is in memory base64codec and quotedcodec encode and decode; here are the streams.
 // underflow, uflow and overflow move one octet (base64: one group of three) at a time between the
 // caller and the wrapped buffer, and define what a filter does. xsgetn does the same in runs, as
 // far as the wrapped buffer has octets at hand, and leaves to them what is not plain. xsputn writes
@@ -10,15 +11,12 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <typeinfo>
 
-#include "inet/base64vector.utf16.h"
-#include "inet/octetmask.utf16.h"
+#include "inet/base64codec.utf16.h"
+#include "inet/quotedcodec.utf16.h"
 #include "inet/readarea.utf16.h"
 
 namespace {
@@ -64,12 +62,6 @@ class OctetsAtHand {
 };
 
 namespace {
-
-/// How far a run of octets went.
-struct Run {
-    std::size_t taken;  // from the wrapped buffer
-    std::size_t given;  // to the reader
-};
 
 /// Looked at beyond what a read is sure to take: line ends and escapes make that longer.
 constexpr std::size_t spareOctets = 16;
@@ -122,125 +114,6 @@ class RefusedBlock : public std::streambuf {
 
 namespace {
 
-constexpr char base64Alphabet[] =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-/// A group is written only while the line holds no more than this, so lines have 76 characters.
-constexpr int base64LastGroupColumn = 72;
-
-constexpr std::array<int, 256> makeBase64Digits() {
-    std::array<int, 256> digits{};
-    for (int& digit : digits) digit = -1;
-    // Kept: NUL, which ends the alphabet, is found in it as digit 64, and so read as "A".
-    for (std::size_t i = 0; i < sizeof base64Alphabet; ++i)
-        digits[static_cast<unsigned char>(base64Alphabet[i])] = static_cast<int>(i);
-    return digits;
-}
-
-constexpr std::array<int, 256> base64Digits = makeBase64Digits();
-
-constexpr std::uint32_t noDigit = 1U << 24;  // outside the 24 bits of a group
-
-/// What each octet adds to the bits of a group when it is its first, second, third, fourth digit.
-constexpr std::array<std::array<std::uint32_t, 256>, 4> makeBase64Bits() {
-    std::array<std::array<std::uint32_t, 256>, 4> bits{};
-    for (std::size_t place = 0; place < 4; ++place)
-        for (std::size_t octet = 0; octet < 256; ++octet) {
-            const int digit = base64Digits[octet];
-            const std::uint32_t value = static_cast<std::uint32_t>(digit) & 0x3F;
-            bits[place][octet] = digit < 0 ? noDigit : value << (18 - 6 * place);
-        }
-    return bits;
-}
-
-constexpr std::array<std::array<std::uint32_t, 256>, 4> base64Bits = makeBase64Bits();
-
-void putGroup(std::uint32_t bits, char* to) {
-    to[0] = static_cast<char>(bits >> 16 & 0xFF);
-    to[1] = static_cast<char>(bits >> 8 & 0xFF);
-    to[2] = static_cast<char>(bits & 0xFF);
-}
-
-/// Decodes groups up to the first that holds anything but digits.
-Run decodeDigits(std::string_view octets, char* to, std::size_t room) {
-    const std::size_t groups = std::min(octets.size() / 4, room / 3);
-    std::size_t done = 8 * decodeBase64Blocks(octets.data(), 4 * groups, to, room);
-    for (; done < groups; ++done) {
-        const auto* from = reinterpret_cast<const unsigned char*>(octets.data()) + 4 * done;
-        const std::uint32_t bits = base64Bits[0][from[0]] | base64Bits[1][from[1]] |
-                                   base64Bits[2][from[2]] | base64Bits[3][from[3]];
-        if ((bits & noDigit) != 0) break;
-        putGroup(bits, to + 3 * done);
-    }
-    return {4 * done, 3 * done};
-}
-
-/// Decodes the next group and takes what has to be skipped within it; nothing when the group is
-/// not whole, or a "=" comes before its end.
-Run decodeBrokenGroup(std::string_view octets, char* to) {
-    std::uint32_t bits = 0;
-    int count = 0;
-    for (std::size_t i = 0; i < octets.size() && octets[i] != '='; ++i) {
-        const int digit = base64Digits[static_cast<unsigned char>(octets[i])];
-        if (digit < 0) continue;
-        bits = bits << 6 | (static_cast<std::uint32_t>(digit) & 0x3F);
-        if (++count < 4) continue;
-        putGroup(bits, to);
-        return {i + 1, 3};
-    }
-    return {0, 0};
-}
-
-/// Decodes whole groups, as many as there are and as have room.
-Run decodeGroups(std::string_view octets, char* to, std::size_t room) {
-    Run all{0, 0};
-    while (room - all.given >= 3) {
-        const Run digits = decodeDigits(octets.substr(all.taken), to + all.given, room - all.given);
-        all.taken += digits.taken;
-        all.given += digits.given;
-        if (room - all.given < 3) break;
-        const Run broken = decodeBrokenGroup(octets.substr(all.taken), to + all.given);
-        if (broken.given == 0) break;
-        all.taken += broken.taken;
-        all.given += broken.given;
-    }
-    return all;
-}
-
-/// The digits of a group of `count` octets, padded.
-void putDigits(const char* group, std::ptrdiff_t count, char* to) {
-    unsigned bits = 0;
-    for (int i = 0; i < 3; ++i)
-        bits = bits << 8 | (i < count ? static_cast<unsigned char>(group[i]) : 0U);
-    for (int i = 0; i < 4; ++i)
-        to[i] = i > count ? '=' : base64Alphabet[bits >> (18 - 6 * i) & 0x3F];
-}
-
-/// Encodes whole groups; returns the end of their digits.
-char* encodeGroups(const char* from, std::size_t groups, char* to) {
-    for (std::size_t i = encodeBase64Groups(from, groups, to); i < groups; ++i)
-        putDigits(from + 3 * i, 3, to + 4 * i);
-    return to + 4 * groups;
-}
-
-/// Encodes whole groups in lines, of which the first has digits up to `column` already; returns the
-/// end of the text.
-char* encodeLines(const char* from, std::size_t groups, int& column, char* to) {
-    while (groups > 0) {
-        if (column > base64LastGroupColumn) {
-            to = std::copy_n("\r\n", 2, to);
-            column = 0;
-        }
-        const auto space = static_cast<std::size_t>(base64LastGroupColumn - column) / 4 + 1;
-        const std::size_t inLine = std::min(groups, space);
-        to = encodeGroups(from, inLine, to);
-        from += 3 * inLine;
-        groups -= inLine;
-        column += static_cast<int>(4 * inLine);
-    }
-    return to;
-}
-
 /// Groups written at once, 48 lines of 76 digits.
 constexpr std::streamsize groupsInBlock = std::streamsize{48} * 19;
 
@@ -263,7 +136,7 @@ bool base64buf::send_output(bool) {
         column_ = 0;
     }
     char digits[4];
-    putDigits(pbase(), count, digits);
+    putBase64Group(pbase(), count, digits);
     for (const char digit : digits)
         if (!writeChar(target_, digit)) return false;
     column_ += 4;
@@ -298,10 +171,10 @@ std::streamsize base64buf::writeGroups(const char* from, std::streamsize groups)
     int column = column_;
     char* end = block;
     if (encodedWord_) {
-        end = encodeGroups(from, others, encodeGroups(pbase(), 1, end));
+        end = encodeBase64(from, others, encodeBase64(pbase(), 1, end));
         column += static_cast<int>(4 * groups);
     } else {
-        end = encodeLines(from, others, column, encodeLines(pbase(), 1, column, end));
+        end = encodeBase64Lines(from, others, column, encodeBase64Lines(pbase(), 1, column, end));
     }
     const std::streamsize taken = target_->sputn(block, end - block);
     if (taken < end - block) {
@@ -358,7 +231,7 @@ std::streamsize base64buf::xsgetn(char* to, std::streamsize count) {
 std::size_t base64buf::decodeAtHand(char* to, std::size_t room) {
     if (gptr() != egptr() || endSeen_) return 0;
     OctetsAtHand source(target_);
-    const Run run = decodeGroups(source.look(room / 2 * 3 + spareOctets), to, room);
+    const OctetRun run = decodeBase64(source.look(room / 2 * 3 + spareOctets), to, room);
     source.take(run.taken);
     return run.given;
 }
@@ -367,20 +240,9 @@ std::size_t base64buf::decodeAtHand(char* to, std::size_t room) {
 
 namespace {
 
-constexpr char hexchars[] = "0123456789ABCDEF";
-
 /// What a "Q" word may hold unencoded (RFC 2047, 5 (3)).
 constexpr char rfc2047safe[] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789!*+-/";
-
-/// Characters on a line besides the "=" of a soft break.
-constexpr int longestLine = 75;
-
-constexpr int carriageReturn = '\r';
-
-constexpr bool isLiteral(int octet) {
-    return (octet >= 33 && octet <= 126 && octet != '=') || octet == ' ' || octet == '\t';
-}
 
 /// Kept: NUL, which ends the set, counts as a member, so a "Q" word holds it as it is.
 constexpr bool isHeaderLiteral(int octet) {
@@ -388,175 +250,7 @@ constexpr bool isHeaderLiteral(int octet) {
            std::string_view::npos;
 }
 
-/// The values of the digits, else -1. Kept: an escape in lower case is malformed, and ends a read.
-constexpr std::array<signed char, 256> makeHexValues() {
-    std::array<signed char, 256> values{};
-    values.fill(-1);
-    for (signed char value = 0; value < 16; ++value)
-        values[static_cast<unsigned char>(hexchars[value])] = value;
-    return values;
-}
-
-constexpr std::array<signed char, 256> hexValues = makeHexValues();
-
-/// Copies the literals that `octets` begin with, at most `most`, and returns how many they are. Up
-/// to 15 octets behind them are overwritten.
-std::size_t copyLiterals(std::string_view octets, std::size_t most, char* to) {
-    constexpr std::size_t step = 16;
-    std::size_t done = 0;
-    for (; done < most && done + step <= octets.size(); done += step) {
-        std::memcpy(to + done, octets.data() + done, step);
-        if (const unsigned escaped = escapedMask(octets.data() + done))
-            return std::min(done + static_cast<std::size_t>(std::countr_zero(escaped)), most);
-    }
-    const std::size_t end = std::min(octets.size(), most);
-    for (; done < end && isLiteral(Traits::to_int_type(octets[done])); ++done)
-        to[done] = octets[done];
-    return std::min(done, most);
-}
-
-/// Encodes as quotedprintablebuf::overflow does, into a block that refuses nothing.
-class BlockEncoder {
-  public:
-    /// So many octets a block has room for: each may become a soft break and an escape.
-    static constexpr std::size_t mostOctets = 1024;
-
-    BlockEncoder(int column, int previous) : column_(column), previous_(previous) {}
-    void encode(std::string_view octets);
-    int column() const { return column_; }
-    int previous() const { return previous_; }
-    std::string_view text() const { return {block_, static_cast<std::size_t>(end_ - block_)}; }
-
-  private:
-    std::size_t encodeLiterals(std::string_view octets);
-    void encodeEscape(int octet);
-    void breakLine(std::string_view lineEnd);
-
-    int column_;
-    int previous_;
-    char block_[6 * mostOctets + 6 + 15];  // a return held back before, and what copyLiterals wants
-    char* end_ = block_;
-};
-
-void BlockEncoder::encode(std::string_view octets) {
-    while (!octets.empty()) {
-        const int octet = Traits::to_int_type(octets[0]);
-        const bool isLineEnd = octet == '\n' && previous_ == carriageReturn;
-        const bool isBehindSpace = previous_ == ' ' || previous_ == '\t';
-        std::size_t count = 1;
-        if (previous_ == carriageReturn && !isLineEnd) encodeEscape(carriageReturn);
-        if (isLineEnd)
-            breakLine("\r\n");
-        else if (octet == carriageReturn && isBehindSpace)
-            breakLine("=\r\n");
-        else if (isLiteral(octet))
-            count = encodeLiterals(octets);
-        else if (octet != carriageReturn)
-            encodeEscape(octet);
-        previous_ = Traits::to_int_type(octets[count - 1]);
-        octets.remove_prefix(count);
-    }
-}
-
-/// Encodes what has room on the line; returns how many octets that are.
-std::size_t BlockEncoder::encodeLiterals(std::string_view octets) {
-    if (column_ >= longestLine) breakLine("=\r\n");
-    const auto space = static_cast<std::size_t>(longestLine - column_);
-    const std::size_t count = copyLiterals(octets, space, end_);
-    end_ += count;
-    column_ += static_cast<int>(count);
-    return count;
-}
-
-void BlockEncoder::encodeEscape(int octet) {
-    if (column_ + 3 > longestLine) breakLine("=\r\n");
-    *end_++ = '=';
-    *end_++ = hexchars[octet >> 4 & 0xF];
-    *end_++ = hexchars[octet & 0xF];
-    column_ += 3;
-}
-
-void BlockEncoder::breakLine(std::string_view lineEnd) {
-    end_ = std::copy(lineEnd.begin(), lineEnd.end(), end_);
-    column_ = 0;
-}
-
-/// The value of an upper-case hexadecimal digit, or -1.
-int hexValue(int octet) {
-    return octet == endOfFile ? -1 : hexValues[static_cast<std::size_t>(octet)];
-}
-
-/// The octet that the digits of an escape stand for, or a negative number.
-int escapedOctet(const char* digits) {
-    const int high = hexValue(Traits::to_int_type(digits[0]));
-    const int low = hexValue(Traits::to_int_type(digits[1]));
-    return high * 16 | low;
-}
-
-/// Decodes the escape or soft break at `octets`, three of which can be looked at. Takes nothing
-/// when it is malformed.
-Run decodeWholeEscape(const char* octets, char* to) {
-    const int octet = escapedOctet(octets + 1);
-    if (octet >= 0) {
-        *to = static_cast<char>(octet);
-        return {3, 1};
-    }
-    if (octets[1] == '\n') return {2, 0};
-    return {octets[1] == '\r' && octets[2] == '\n' ? 3U : 0U, 0};
-}
-
-/// The same where less may be at hand: takes nothing then, either.
-Run decodeEscapeAtHand(std::string_view octets, char* to) {
-    if (octets.size() < 3) return {octets == "=\n" ? 2U : 0U, 0};
-    return decodeWholeEscape(octets.data(), to);
-}
-
-/// Decodes a body in blocks while 64 octets more are at hand and have room: the literals between
-/// two escapes are copied with what follows them, and that is overwritten.
-Run decodeQuotedBlocks(std::string_view octets, char* to, std::size_t room) {
-    constexpr std::ptrdiff_t size = octetsInMask;
-    const char* next = octets.data();
-    const char* const last = next + octets.size();
-    char* const first = to;
-    const char* const end = to + room;
-    const auto copyUpTo = [&](const char* stop) {
-        std::memcpy(to, next, size);
-        to += stop - next;
-        next = stop;
-    };
-    const auto result = [&] {
-        return Run{static_cast<std::size_t>(next - octets.data()),
-                   static_cast<std::size_t>(to - first)};
-    };
-    for (const char* block = next; last - block > 2 * size && end - to > 2 * size; block += size) {
-        for (std::uint64_t stops = octetMask(block, '='); stops != 0; stops &= stops - 1) {
-            copyUpTo(block + std::countr_zero(stops));
-            const Run escape = decodeWholeEscape(next, to);
-            next += escape.taken;
-            to += escape.given;
-            if (escape.taken == 0) return result();
-        }
-        if (next < block + size) copyUpTo(block + size);
-    }
-    return result();
-}
-
-/// Decodes a body up to an escape that is malformed or not whole.
-Run decodeQuoted(std::string_view octets, char* to, std::size_t room) {
-    Run all = decodeQuotedBlocks(octets, to, room);
-    for (;;) {
-        const std::string_view wanted = octets.substr(all.taken, room - all.given);
-        const std::size_t literals = std::min(wanted.find('='), wanted.size());
-        wanted.copy(to + all.given, literals);
-        all.taken += literals;
-        all.given += literals;
-        if (literals == wanted.size()) return all;
-        const Run escape = decodeEscapeAtHand(octets.substr(all.taken), to + all.given);
-        if (escape.taken == 0) return all;
-        all.taken += escape.taken;
-        all.given += escape.given;
-    }
-}
+constexpr int carriageReturn = '\r';
 
 }  // namespace
 
@@ -568,7 +262,7 @@ quotedprintablebuf::~quotedprintablebuf() = default;
 void quotedprintablebuf::imbue(const std::locale& locale) { std::streambuf::imbue(locale); }
 
 void quotedprintablebuf::checkSpace(int n) {
-    if (headerMode_ || column_ + n <= longestLine) return;
+    if (headerMode_ || column_ + n <= quotedLineLength) return;
     if (writeText(target_, "=\r\n")) column_ = 0;
 }
 
@@ -579,7 +273,7 @@ quotedprintablebuf::int_type quotedprintablebuf::overflow(int_type ch) {
     if (!writePendingReturn()) return endOfFile;
     if (ch == carriageReturn) return holdReturn() ? ch : endOfFile;
     previous_ = ch;
-    if (!isLiteral(ch)) return writeEscape(ch) ? ch : endOfFile;
+    if (!isQuotedLiteral(ch)) return writeEscape(ch) ? ch : endOfFile;
     checkSpace(1);
     ++column_;
     return target_->sputc(Traits::to_char_type(ch));
@@ -587,7 +281,7 @@ quotedprintablebuf::int_type quotedprintablebuf::overflow(int_type ch) {
 
 std::streamsize quotedprintablebuf::xsputn(const char* from, std::streamsize count) {
     if (headerMode_) return std::streambuf::xsputn(from, count);
-    constexpr std::streamsize most = BlockEncoder::mostOctets;
+    constexpr std::streamsize most = QuotedEncoder::mostOctets;
     std::streamsize done = 0;
     while (done < count) {
         const std::streamsize wanted = std::min(count - done, most);
@@ -600,7 +294,7 @@ std::streamsize quotedprintablebuf::xsputn(const char* from, std::streamsize cou
 
 /// Returns how many octets are taken.
 std::streamsize quotedprintablebuf::writeBlock(const char* from, std::streamsize count) {
-    BlockEncoder block(column_, previous_);
+    QuotedEncoder block(column_, previous_);
     block.encode({from, static_cast<std::size_t>(count)});
     const auto length = static_cast<std::streamsize>(block.text().size());
     const std::streamsize taken = target_->sputn(block.text().data(), length);
@@ -653,7 +347,7 @@ bool quotedprintablebuf::holdReturn() {
 
 bool quotedprintablebuf::writeEscape(int_type ch) {
     checkSpace(3);
-    const char escape[] = {'=', hexchars[ch >> 4 & 0xF], hexchars[ch & 0xF]};
+    const char escape[] = {'=', quotedHexDigits[ch >> 4 & 0xF], quotedHexDigits[ch & 0xF]};
     if (!writeText(target_, {escape, sizeof escape})) return false;
     column_ += 3;
     return true;
@@ -697,7 +391,7 @@ std::streamsize quotedprintablebuf::xsgetn(char* to, std::streamsize count) {
 std::size_t quotedprintablebuf::decodeAtHand(char* to, std::size_t room) {
     if (gptr() != egptr() || headerMode_) return 0;
     OctetsAtHand source(target_);
-    const Run run = decodeQuoted(source.look(room + spareOctets), to, room);
+    const OctetRun run = decodeQuoted(source.look(room + spareOctets), to, room);
     source.take(run.taken);
     return run.given;
 }
@@ -710,8 +404,8 @@ bool quotedprintablebuf::isSoftBreak(int_type first) {
 }
 
 quotedprintablebuf::int_type quotedprintablebuf::decodeEscape(int_type first) {
-    const int high = hexValue(first);
-    const int low = hexValue(target_->sbumpc());
+    const int high = quotedHexValue(first);
+    const int low = quotedHexValue(target_->sbumpc());
     return high < 0 || low < 0 ? endOfFile : high << 4 | low;
 }
 
