@@ -3,12 +3,13 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
+#include <utility>
 
-#include "inet/octetmask.utf16.h"
+#include "inet/octetplaces.utf16.h"
 
 namespace {
 
@@ -27,65 +28,102 @@ constexpr std::array<signed char, 256> makeHexValues() {
 
 constexpr std::array<signed char, 256> hexValues = makeHexValues();
 
-/// Copies the literals that `octets` begin with, at most `most`, and returns how many they are. Up
-/// to 15 octets behind them are overwritten.
-std::size_t copyLiterals(std::string_view octets, std::size_t most, char* to) {
-    constexpr std::size_t step = 16;
-    std::size_t done = 0;
-    for (; done < most && done + step <= octets.size(); done += step) {
-        std::memcpy(to + done, octets.data() + done, step);
-        if (const unsigned escaped = escapedMask(octets.data() + done))
-            return std::min(done + static_cast<std::size_t>(std::countr_zero(escaped)), most);
+/// Three characters for each octet, and one to make it four.
+constexpr auto escapes = [] {
+    std::array<std::array<char, 4>, 256> all{};
+    for (std::size_t octet = 0; octet < all.size(); ++octet)
+        all[octet] = {'=', quotedHexDigits[octet >> 4], quotedHexDigits[octet & 0xF], 0};
+    return all;
+}();
+
+/// Writes octets as quotedprintablebuf::overflow does, to where there is room for all.
+class QuotedWriter {
+  public:
+    QuotedWriter(const QuotedLine& line, const char* inputEnd, char* to)
+        : line_(line), inputEnd_(inputEnd), to_(to) {}
+    const QuotedLine& line() const { return line_; }
+    char* end() const { return to_; }
+
+    void putLiterals(const char* from, const char* end);
+    void putStrange(int octet);
+
+  private:
+    void copy(const char* from, std::size_t count);
+    void putEscape(int octet);
+    template <std::size_t size>
+    void breakLine(const char (&lineEnd)[size]);
+
+    QuotedLine line_;
+    const char* inputEnd_;
+    char* to_;
+};
+
+/// Within a line. Often copies more, because a known number is copied in no time.
+void QuotedWriter::copy(const char* from, std::size_t count) {
+    if (static_cast<std::size_t>(inputEnd_ - from) >= quotedMargin)
+        std::memcpy(to_, from, quotedMargin);
+    else
+        std::memcpy(to_, from, count);
+    to_ += count;
+    line_.column += static_cast<int>(count);
+}
+
+template <std::size_t size>
+void QuotedWriter::breakLine(const char (&lineEnd)[size]) {
+    to_ = std::copy_n(lineEnd, size - 1, to_);
+    line_.column = 0;
+}
+
+void QuotedWriter::putEscape(int octet) {
+    if (line_.column + 3 > quotedLineLength) breakLine("=\r\n");
+    const auto& escape = escapes[static_cast<std::size_t>(octet)];
+    std::memcpy(to_, escape.data(), escape.size());
+    to_ += 3;
+    line_.column += 3;
+}
+
+void QuotedWriter::putLiterals(const char* from, const char* end) {
+    if (from == end) return;
+    if (line_.previous == carriageReturn) putEscape(carriageReturn);
+    line_.previous = Traits::to_int_type(end[-1]);
+    for (;;) {
+        // A target that has refused may have left a line too long.
+        const std::ptrdiff_t space = std::max(quotedLineLength - line_.column, 0);
+        const std::ptrdiff_t count = end - from;
+        if (count <= space) return copy(from, static_cast<std::size_t>(count));
+        copy(from, static_cast<std::size_t>(space));
+        breakLine("=\r\n");
+        from += space;
     }
-    const std::size_t end = std::min(octets.size(), most);
-    for (; done < end && isQuotedLiteral(Traits::to_int_type(octets[done])); ++done)
-        to[done] = octets[done];
-    return std::min(done, most);
+}
+
+/// Puts what is no literal, or holds it back.
+void QuotedWriter::putStrange(int octet) {
+    const int previous = std::exchange(line_.previous, octet);
+    if (octet == '\n' && previous == carriageReturn) return breakLine("\r\n");
+    if (previous == carriageReturn) putEscape(carriageReturn);
+    if (octet != carriageReturn) return putEscape(octet);
+    // White space in front of a line end would be lost on the way.
+    if (previous == ' ' || previous == '\t') breakLine("=\r\n");
 }
 
 }  // namespace
 
-void QuotedEncoder::encode(std::string_view octets) {
-    while (!octets.empty()) {
-        const int octet = Traits::to_int_type(octets[0]);
-        const bool isLineEnd = octet == '\n' && previous_ == carriageReturn;
-        const bool isBehindSpace = previous_ == ' ' || previous_ == '\t';
-        std::size_t count = 1;
-        if (previous_ == carriageReturn && !isLineEnd) encodeEscape(carriageReturn);
-        if (isLineEnd)
-            breakLine("\r\n");
-        else if (octet == carriageReturn && isBehindSpace)
-            breakLine("=\r\n");
-        else if (isQuotedLiteral(octet))
-            count = encodeLiterals(octets);
-        else if (octet != carriageReturn)
-            encodeEscape(octet);
-        previous_ = Traits::to_int_type(octets[count - 1]);
-        octets.remove_prefix(count);
+char* encodeQuoted(std::string_view octets, QuotedLine& line, char* to) {
+    OctetPlaces places;
+    const std::size_t count = findStrange(octets.data(), octets.size(), places);
+    const char* next = octets.data();
+    const char* const end = next + octets.size();
+    QuotedWriter writer(line, end, to);
+    for (const std::uint16_t place : std::span(places).first(count)) {
+        const char* const strange = octets.data() + place;
+        writer.putLiterals(next, strange);
+        writer.putStrange(Traits::to_int_type(*strange));
+        next = strange + 1;
     }
-}
-
-/// Encodes what has room on the line; returns how many octets that are.
-std::size_t QuotedEncoder::encodeLiterals(std::string_view octets) {
-    if (column_ >= quotedLineLength) breakLine("=\r\n");
-    const auto space = static_cast<std::size_t>(quotedLineLength - column_);
-    const std::size_t count = copyLiterals(octets, space, end_);
-    end_ += count;
-    column_ += static_cast<int>(count);
-    return count;
-}
-
-void QuotedEncoder::encodeEscape(int octet) {
-    if (column_ + 3 > quotedLineLength) breakLine("=\r\n");
-    *end_++ = '=';
-    *end_++ = quotedHexDigits[octet >> 4 & 0xF];
-    *end_++ = quotedHexDigits[octet & 0xF];
-    column_ += 3;
-}
-
-void QuotedEncoder::breakLine(std::string_view lineEnd) {
-    end_ = std::copy(lineEnd.begin(), lineEnd.end(), end_);
-    column_ = 0;
+    writer.putLiterals(next, end);
+    line = writer.line();
+    return writer.end();
 }
 
 int quotedHexValue(int octet) {
@@ -119,40 +157,60 @@ OctetRun decodeEscapeAtHand(std::string_view octets, char* to) {
     return decodeWholeEscape(octets.data(), to);
 }
 
-/// Decodes a body in blocks while 64 octets more are at hand and have room: the literals between
-/// two escapes are copied with what follows them, and that is overwritten.
-OctetRun decodeQuotedBlocks(std::string_view octets, char* to, std::size_t room) {
-    constexpr std::ptrdiff_t size = octetsInMask;
-    const char* next = octets.data();
-    const char* const last = next + octets.size();
-    char* const first = to;
-    const char* const end = to + room;
-    const auto copyUpTo = [&](const char* stop) {
-        std::memcpy(to, next, size);
-        to += stop - next;
-        next = stop;
-    };
+/// Copied at once.
+constexpr std::ptrdiff_t copySize = 64;
+
+/// Returns the end of the copy. Up to 64 octets more are read and overwritten.
+char* copyUpTo(const char* from, const char* end, char* to) {
+    for (; end - from > copySize; from += copySize, to += copySize) std::memcpy(to, from, copySize);
+    std::memcpy(to, from, copySize);
+    return to + (end - from);
+}
+
+/// Decodes a stretch, and an escape that begins in it whole; up to 64 octets more are read and
+/// overwritten. Takes less than the stretch when an escape is malformed.
+OctetRun decodeStretch(const char* octets, std::size_t size, char* to) {
+    OctetPlaces places;
+    const std::size_t count = findEqualsSigns(octets, size, places);
+    const char* next = octets;
+    char* out = to;
     const auto result = [&] {
-        return OctetRun{static_cast<std::size_t>(next - octets.data()),
-                        static_cast<std::size_t>(to - first)};
+        return OctetRun{static_cast<std::size_t>(next - octets),
+                        static_cast<std::size_t>(out - to)};
     };
-    for (const char* block = next; last - block > 2 * size && end - to > 2 * size; block += size) {
-        for (std::uint64_t stops = octetMask(block, '='); stops != 0; stops &= stops - 1) {
-            copyUpTo(block + std::countr_zero(stops));
-            const OctetRun escape = decodeWholeEscape(next, to);
-            next += escape.taken;
-            to += escape.given;
-            if (escape.taken == 0) return result();
-        }
-        if (next < block + size) copyUpTo(block + size);
+    for (const std::uint16_t place : std::span(places).first(count)) {
+        out = copyUpTo(next, octets + place, out);
+        next = octets + place;
+        const OctetRun escape = decodeWholeEscape(next, out);
+        if (escape.taken == 0) return result();
+        next += escape.taken;
+        out += escape.given;
     }
+    if (next >= octets + size) return result();
+    out = copyUpTo(next, octets + size, out);
+    next = octets + size;
     return result();
+}
+
+/// Decodes a body in stretches while more than 128 octets are at hand and have room.
+OctetRun decodeStretches(std::string_view octets, char* to, std::size_t room) {
+    constexpr std::size_t margin = copySize;
+    OctetRun all{0, 0};
+    for (;;) {
+        const std::size_t left = std::min(octets.size() - all.taken, room - all.given);
+        if (left <= 2 * margin) return all;
+        const std::size_t size = std::min(left - margin, longestStretch);
+        const OctetRun run = decodeStretch(octets.data() + all.taken, size, to + all.given);
+        all.taken += run.taken;
+        all.given += run.given;
+        if (run.taken < size) return all;
+    }
 }
 
 }  // namespace
 
 OctetRun decodeQuoted(std::string_view octets, char* to, std::size_t room) {
-    OctetRun all = decodeQuotedBlocks(octets, to, room);
+    OctetRun all = decodeStretches(octets, to, room);
     for (;;) {
         const std::string_view wanted = octets.substr(all.taken, room - all.given);
         const std::size_t literals = std::min(wanted.find('='), wanted.size());

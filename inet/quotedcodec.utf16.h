@@ -23,32 +23,25 @@ constexpr bool isQuotedLiteral(int octet) {
 /// The value of an upper-case hexadecimal digit, or -1; of end-of-file, too.
 int quotedHexValue(int octet);
 
-/// Encodes as quotedprintablebuf::overflow does, into a block that refuses nothing. One block for
-/// one call of encode.
-class QuotedEncoder {
-  public:
-    /// So many octets a block has room for: each may become a soft break and an escape.
-    static constexpr std::size_t mostOctets = 1024;
-
-    /// `column`: characters on the line so far. `previous`: the octet before, or -1; a carriage
-    /// return has been held back.
-    QuotedEncoder(int column, int previous) : column_(column), previous_(previous) {}
-    /// At most mostOctets.
-    void encode(std::string_view octets);
-    int column() const { return column_; }
-    int previous() const { return previous_; }
-    std::string_view text() const { return {block_, static_cast<std::size_t>(end_ - block_)}; }
-
-  private:
-    std::size_t encodeLiterals(std::string_view octets);
-    void encodeEscape(int octet);
-    void breakLine(std::string_view lineEnd);
-
-    int column_;
-    int previous_;
-    char block_[6 * mostOctets + 6 + 15];  // a return held back before, and what copyLiterals wants
-    char* end_ = block_;
+/// The state of what is encoded.
+struct QuotedLine {
+    int column;    // characters on the line so far
+    int previous;  // the octet before, or -1; a carriage return has been held back
 };
+
+/// So many octets are encoded at once.
+constexpr std::size_t quotedBlockSize = 1024;
+
+/// Behind what is encoded so many octets may be overwritten.
+constexpr std::size_t quotedMargin = 80;
+
+/// Room for a block: each octet may become a soft break and an escape, and so may a carriage return
+/// held back before.
+constexpr std::size_t quotedBlockRoom = 6 * (quotedBlockSize + 1) + quotedMargin;
+
+/// Encodes at most a block as quotedprintablebuf::overflow does, were it never refused. Returns the
+/// end of the text.
+char* encodeQuoted(std::string_view octets, QuotedLine& line, char* to);
 
 /// Decodes a body up to an escape that is malformed or not whole. What lies behind the octets
 /// given, as far as there is room, may be overwritten.

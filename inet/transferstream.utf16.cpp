@@ -281,7 +281,7 @@ quotedprintablebuf::int_type quotedprintablebuf::overflow(int_type ch) {
 
 std::streamsize quotedprintablebuf::xsputn(const char* from, std::streamsize count) {
     if (headerMode_) return std::streambuf::xsputn(from, count);
-    constexpr std::streamsize most = QuotedEncoder::mostOctets;
+    constexpr std::streamsize most = quotedBlockSize;
     std::streamsize done = 0;
     while (done < count) {
         const std::streamsize wanted = std::min(count - done, most);
@@ -294,16 +294,16 @@ std::streamsize quotedprintablebuf::xsputn(const char* from, std::streamsize cou
 
 /// Returns how many octets are taken.
 std::streamsize quotedprintablebuf::writeBlock(const char* from, std::streamsize count) {
-    QuotedEncoder block(column_, previous_);
-    block.encode({from, static_cast<std::size_t>(count)});
-    const auto length = static_cast<std::streamsize>(block.text().size());
-    const std::streamsize taken = target_->sputn(block.text().data(), length);
-    if (taken < length) {
+    char block[quotedBlockRoom];
+    QuotedLine line{column_, previous_};
+    const char* const end = encodeQuoted({from, static_cast<std::size_t>(count)}, line, block);
+    const std::streamsize taken = target_->sputn(block, end - block);
+    if (taken < end - block) {
         const RefusedBlock refused(target_, taken);
         return std::streambuf::xsputn(from, count);
     }
-    column_ = block.column();
-    previous_ = block.previous();
+    column_ = line.column;
+    previous_ = line.previous;
     return count;
 }
 
