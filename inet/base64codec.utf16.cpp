@@ -51,7 +51,7 @@ void putGroup(std::uint32_t bits, char* to) {
 /// Decodes groups up to the first that holds anything but digits.
 OctetRun decodeDigits(std::string_view octets, char* to, std::size_t room) {
     const std::size_t groups = std::min(octets.size() / 4, room / 3);
-    std::size_t done = 8 * decodeBase64Blocks(octets.data(), 4 * groups, to, room);
+    std::size_t done = 0;
     for (; done < groups; ++done) {
         const auto* from = reinterpret_cast<const unsigned char*>(octets.data()) + 4 * done;
         const std::uint32_t bits = base64Bits[0][from[0]] | base64Bits[1][from[1]] |
@@ -83,15 +83,12 @@ OctetRun decodeBrokenGroup(std::string_view octets, char* to) {
 OctetRun decodeBase64(std::string_view octets, char* to, std::size_t room) {
     OctetRun all{0, 0};
     while (room - all.given >= 3) {
-        const OctetRun digits =
-            decodeDigits(octets.substr(all.taken), to + all.given, room - all.given);
-        all.taken += digits.taken;
-        all.given += digits.given;
+        all += decodeBase64Lines(octets.substr(all.taken), to + all.given, room - all.given);
+        all += decodeDigits(octets.substr(all.taken), to + all.given, room - all.given);
         if (room - all.given < 3) break;
         const OctetRun broken = decodeBrokenGroup(octets.substr(all.taken), to + all.given);
         if (broken.given == 0) break;
-        all.taken += broken.taken;
-        all.given += broken.given;
+        all += broken;
     }
     return all;
 }

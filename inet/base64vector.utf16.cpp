@@ -7,6 +7,7 @@
 #include <immintrin.h>
 
 #include <algorithm>
+#include <bit>
 
 #define VTINETLIB_AVX2 __attribute__((target("avx2")))
 
@@ -17,8 +18,8 @@ VTINETLIB_AVX2 __m256i lookUp(__m128i table, __m256i indices) {
     return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(table), indices);
 }
 
-/// The values of 32 digits. False when one of them is none.
-VTINETLIB_AVX2 bool digitValues(__m256i octets, __m256i& values) {
+/// The values of the digits that 32 octets begin with; returns how many they are.
+VTINETLIB_AVX2 unsigned digitValues(__m256i octets, __m256i& values) {
     // By the upper half of an octet: its kind, a bit each for 2x, 3x, 4x and 6x, 5x and 7x, others.
     const __m128i kinds = _mm_setr_epi8(16, 16, 1, 2, 4, 8, 4, 8, 16, 16, 16, 16, 16, 16, 16, 16);
     // By the lower half: the kinds in which it is no digit. '+' is 2B, '/' is 2F.
@@ -32,7 +33,10 @@ VTINETLIB_AVX2 bool digitValues(__m256i octets, __m256i& values) {
     const __m256i lower = _mm256_and_si256(octets, half);
     const __m256i isSlash = _mm256_cmpeq_epi8(octets, _mm256_set1_epi8('/'));  // -1 where it is
     values = _mm256_add_epi8(octets, lookUp(offsets, _mm256_add_epi8(upper, isSlash)));
-    return _mm256_testz_si256(lookUp(kinds, upper), lookUp(strange, lower)) != 0;
+    const __m256i isStrange = _mm256_and_si256(lookUp(kinds, upper), lookUp(strange, lower));
+    const __m256i isDigit = _mm256_cmpeq_epi8(isStrange, _mm256_setzero_si256());
+    const auto digits = static_cast<unsigned>(_mm256_movemask_epi8(isDigit));
+    return static_cast<unsigned>(std::countr_one(digits));
 }
 
 /// Joins 32 values of 6 bits to 24 octets, followed by eight zeros.
@@ -46,16 +50,32 @@ VTINETLIB_AVX2 __m256i joinBits(__m256i values) {
                                        _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
 }
 
-VTINETLIB_AVX2 std::size_t decodeBlocks(const char* from, std::size_t digits, char* to,
-                                        std::size_t room) {
-    std::size_t blocks = 0;
-    for (; 32 * (blocks + 1) <= digits && 24 * blocks + 32 <= room; ++blocks) {
-        const auto* source = reinterpret_cast<const __m256i*>(from + 32 * blocks);
+/// How long the line end is that a text begins with, two octets of which can be looked at.
+std::size_t lineEndAt(const char* octets) {
+    if (octets[0] == '\n') return 1;
+    return octets[0] == '\r' && octets[1] == '\n' ? 2 : 0;
+}
+
+VTINETLIB_AVX2 OctetRun decodeLines(std::string_view octets, char* to, std::size_t room) {
+    constexpr std::size_t blockAndLineEnds = 2 + 32 + 2;
+    OctetRun all{0, 0};
+    std::size_t skipped = 0;  // the line end in front of the next group, which takes it
+    while (octets.size() - all.taken >= blockAndLineEnds && room - all.given >= 32) {
+        const char* const from = octets.data() + all.taken + skipped;
         __m256i values;
-        if (!digitValues(_mm256_loadu_si256(source), values)) break;
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + 24 * blocks), joinBits(values));
+        const unsigned digits =
+            digitValues(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)), values);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + all.given), joinBits(values));
+        const unsigned groups = digits / 4;
+        if (groups == 0) break;
+        all.taken += skipped + 4 * groups;
+        all.given += 3 * groups;
+        skipped = 0;
+        if (digits == 32) continue;
+        skipped = lineEndAt(from + digits);
+        if (digits % 4 != 0 || skipped == 0) break;
     }
-    return blocks;
+    return all;
 }
 
 /// The value that has been shifted to the octet `place` of each group of four.
@@ -113,8 +133,8 @@ VTINETLIB_AVX2 void encodeBlocks(const char* from, std::size_t groups, char* to)
 
 }  // namespace
 
-std::size_t decodeBase64Blocks(const char* from, std::size_t digits, char* to, std::size_t room) {
-    return __builtin_cpu_supports("avx2") ? decodeBlocks(from, digits, to, room) : 0;
+OctetRun decodeBase64Lines(std::string_view octets, char* to, std::size_t room) {
+    return __builtin_cpu_supports("avx2") ? decodeLines(octets, to, room) : OctetRun{0, 0};
 }
 
 std::size_t encodeBase64Groups(const char* from, std::size_t groups, char* to) {
@@ -125,7 +145,7 @@ std::size_t encodeBase64Groups(const char* from, std::size_t groups, char* to) {
 
 #else
 
-std::size_t decodeBase64Blocks(const char*, std::size_t, char*, std::size_t) { return 0; }
+OctetRun decodeBase64Lines(std::string_view, char*, std::size_t) { return {0, 0}; }
 std::size_t encodeBase64Groups(const char*, std::size_t, char*) { return 0; }
 
 #endif

@@ -201,8 +201,7 @@ OctetRun decodeStretches(std::string_view octets, char* to, std::size_t room) {
         if (left <= 2 * margin) return all;
         const std::size_t size = std::min(left - margin, longestStretch);
         const OctetRun run = decodeStretch(octets.data() + all.taken, size, to + all.given);
-        all.taken += run.taken;
-        all.given += run.given;
+        all += run;
         if (run.taken < size) return all;
     }
 }
@@ -220,7 +219,6 @@ OctetRun decodeQuoted(std::string_view octets, char* to, std::size_t room) {
         if (literals == wanted.size()) return all;
         const OctetRun escape = decodeEscapeAtHand(octets.substr(all.taken), to + all.given);
         if (escape.taken == 0) return all;
-        all.taken += escape.taken;
-        all.given += escape.given;
+        all += escape;
     }
 }

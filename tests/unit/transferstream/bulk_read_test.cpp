@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "inet/octetplaces.utf16.h"
 #include "inet/transferstream.utf16.h"
 #include "tests/support/effort.h"
 #include "tests/support/sanitized.h"
@@ -220,6 +221,35 @@ TEST(BulkRead, Base64WithEveryOctetInEveryPlace) {
             std::string text = digits;
             text[at] = static_cast<char>(octet);
             ASSERT_TRUE(readsAlike(text, {"b", 100000, {100, 7}, false}));
+        }
+}
+
+std::string inLines(const std::string& text, std::size_t length, const std::string& lineEnd) {
+    std::string lines;
+    for (std::size_t at = 0; at < text.size(); at += length)
+        lines += text.substr(at, length) + lineEnd;
+    return lines;
+}
+
+TEST(BulkRead, Base64InLinesOfEveryLength) {
+    std::mt19937 random(23);
+    const std::string digits = randomText(random, "ABCDEFGHabcdefgh0189+/", 400);
+    for (std::size_t length = 1; length < 100; ++length)
+        for (const std::string lineEnd : {"\r\n", "\n", "\r", "\r\n\n", "\r\r\n", " \r\n"})
+            for (const std::size_t block : {1000U, 50U, 33U}) {
+                const std::string text = inLines(digits, length, lineEnd);
+                ASSERT_TRUE(readsAlike(text, {"b", 100000, {block}, false}));
+                ASSERT_TRUE(readsAlike(text + "QQ==\r\nQUJD", {"b", 100000, {block}, false}));
+            }
+}
+
+TEST(BulkRead, QuotedPrintableAroundTheEndOfAStretch) {
+    for (const std::string escape : {"=C3=A9", "=\r\n", "=\n", "=\r=", "=", "=c3"})
+        for (std::size_t at = longestStretch - 8; at < longestStretch + 4; ++at) {
+            std::string text(2 * longestStretch, 'a');
+            text.replace(at, escape.size(), escape);
+            for (const std::size_t block : {text.size(), longestStretch, longestStretch + 64})
+                ASSERT_TRUE(readsAlike(text, {"q", 100000, {block}, false}));
         }
 }
 
