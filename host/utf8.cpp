@@ -3,9 +3,14 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace utf {
 
@@ -110,15 +115,35 @@ std::uint64_t load(const void* from) {
     return word;
 }
 
-/// Copies a block if it is ASCII.
-bool copyAsciiBlock(const char* octets, unsigned short* to) {
-    if (((load(octets) | load(octets + 8)) & 0x8080808080808080U) != 0) return false;
-    std::array<unsigned char, blockSize> block;
-    std::memcpy(block.data(), octets, sizeof block);
-    for (std::size_t i = 0; i < blockSize; ++i) to[i] = block[i];
-    return true;
+/// A bit for each octet of a block that is not ASCII, the lowest for the first.
+unsigned otherOctets(const char* octets) {
+#ifdef __SSE2__
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(octets));
+    return static_cast<unsigned>(_mm_movemask_epi8(block));
+#else
+    unsigned others = 0;
+    for (std::size_t i = 0; i < blockSize; ++i) others |= isAscii(octets[i]) ? 0U : 1U << i;
+    return others;
+#endif
 }
 
+/// Copies the ASCII that a text begins with, at most a block, to where there is room for a block.
+std::size_t copyAsciiFront(const char* octets, std::size_t length, unsigned short* to) {
+    if (length >= blockSize) {
+        std::array<unsigned char, blockSize> block;
+        std::memcpy(block.data(), octets, sizeof block);
+        for (std::size_t i = 0; i < blockSize; ++i) to[i] = block[i];
+        const unsigned others = otherOctets(octets);
+        if (others == 0) return blockSize;  // a jump, which is guessed: nothing waits for the bits
+        return static_cast<std::size_t>(std::countr_zero(others));
+    }
+    std::size_t done = 0;
+    for (; done < length && isAscii(octets[done]); ++done)
+        to[done] = static_cast<unsigned char>(octets[done]);
+    return done;
+}
+
+/// Copies a block if it is ASCII.
 bool copyAsciiBlock(const unsigned short* units, char* to) {
     const std::uint64_t all = load(units) | load(units + 4) | load(units + 8) | load(units + 12);
     if ((all & 0xFF80FF80FF80FF80U) != 0) return false;
@@ -128,16 +153,14 @@ bool copyAsciiBlock(const unsigned short* units, char* to) {
     return true;
 }
 
-template <typename From, typename To>
-std::size_t copyAsciiFront(const From* text, std::size_t length, To* to) {
+}  // namespace
+
+std::size_t copyAscii(const unsigned short* units, std::size_t length, char* to) {
     std::size_t done = 0;
-    while (length - done >= blockSize && copyAsciiBlock(text + done, to + done)) done += blockSize;
-    for (; done < length && isAscii(text[done]); ++done)
-        to[done] = static_cast<To>(static_cast<std::make_unsigned_t<From>>(text[done]));
+    while (length - done >= blockSize && copyAsciiBlock(units + done, to + done)) done += blockSize;
+    for (; done < length && isAscii(units[done]); ++done) to[done] = static_cast<char>(units[done]);
     return done;
 }
-
-}  // namespace
 
 void appendUtf8(std::string& out, char32_t codePoint) {
     char octets[4];
@@ -147,10 +170,6 @@ void appendUtf8(std::string& out, char32_t codePoint) {
 void appendUtf16(std::basic_string<unsigned short>& out, char32_t codePoint) {
     unsigned short units[2];
     out.append(units, putUtf16(units, codePoint));
-}
-
-std::size_t copyAscii(const unsigned short* units, std::size_t length, char* to) {
-    return copyAsciiFront(units, length, to);
 }
 
 bool appendUtf8(std::string& out, const unsigned short* units, std::size_t length) {
@@ -165,7 +184,7 @@ bool appendUtf8(std::string& out, const unsigned short* units, std::size_t lengt
             char* const to = block.data() + used;
             std::size_t taken = 1;
             if (isAscii(*units)) {
-                taken = copyAsciiFront(units, std::min(length, room), to);
+                taken = copyAscii(units, std::min(length, room), to);
                 used += taken;
             } else if (!isSurrogate(*units)) {
                 used += putUtf8(to, *units);
@@ -184,25 +203,29 @@ bool appendUtf8(std::string& out, const unsigned short* units, std::size_t lengt
 }
 
 bool appendUtf16(std::basic_string<unsigned short>& out, const char* octets, std::size_t length) {
-    const std::size_t before = out.size();
-    out.resize(before + length);  // no unit takes less than an octet
-    unsigned short* to = out.data() + before;
+    std::array<unsigned short, 1024 + blockSize> block;
+    if (length > block.size())
+        out.reserve(out.size() + length);  // no unit takes less than an octet
     bool isValid = true;
     while (length > 0) {
-        std::size_t taken = 0;
-        if (isAscii(*octets)) {
-            taken = copyAsciiFront(octets, length, to);
-            to += taken;
-        } else {
-            const Step step = decode(octets, length);
-            isValid = isValid && step.isValid;
-            to += putUtf16(to, step.codePoint);
-            taken = step.length;
+        std::size_t used = 0;
+        while (length > 0 && used < block.size() - blockSize) {
+            unsigned short* const to = block.data() + used;
+            std::size_t taken = 0;
+            if (isAscii(*octets)) {
+                taken = copyAsciiFront(octets, length, to);
+                used += taken;
+            } else {
+                const Step step = decode(octets, length);
+                isValid = isValid && step.isValid;
+                used += putUtf16(to, step.codePoint);
+                taken = step.length;
+            }
+            octets += taken;
+            length -= taken;
         }
-        octets += taken;
-        length -= taken;
+        out.append(block.data(), used);
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
     return isValid;
 }
 
