@@ -2,6 +2,7 @@
 #include "inet/encodedwords.utf16.h"
 
 #include <array>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -19,7 +20,7 @@ Zeb_String asciiText(std::string_view octets) {
 }
 
 AdCharset charsetNamed(const Zeb_String& name) {
-    return AdCharset(name == u"GB2312" ? Zeb_String(u"GBK") : name);
+    return name == u"GB2312" ? AdCharset(u"GBK") : AdCharset(name);
 }
 
 void append(Zeb_String&& text, Zeb_String& out) {
@@ -54,93 +55,128 @@ int digitOf(const std::array<signed char, 256>& digits, char c) {
     return digits[static_cast<unsigned char>(c)];
 }
 
-/// As base64buf reads: what is no digit is skipped, up to the first "=".
-void decodeBase64(std::string_view text, std::string& octets) {
+/// As base64buf reads: what is no digit is skipped, up to the first "=". Returns the end of what it
+/// wrote.
+char* decodeBase64(std::string_view text, char* to) {
+    text = text.substr(0, text.find('='));
+    for (; text.size() >= 4; text.remove_prefix(4)) {
+        const int group = digitOf(base64Digits, text[0]) << 18 |
+                          digitOf(base64Digits, text[1]) << 12 |
+                          digitOf(base64Digits, text[2]) << 6 | digitOf(base64Digits, text[3]);
+        if (group < 0) break;  // one of them is none
+        *to++ = static_cast<char>(group >> 16);
+        *to++ = static_cast<char>(group >> 8 & 0xFF);
+        *to++ = static_cast<char>(group & 0xFF);
+    }
     unsigned bits = 0;
     int bitCount = 0;
-    for (const char c : text.substr(0, text.find('='))) {
+    for (const char c : text) {
         const int digit = digitOf(base64Digits, c);
         if (digit < 0) continue;
         bits = bits << 6 | static_cast<unsigned>(digit);
         bitCount += 6;
         if (bitCount < 8) continue;
         bitCount -= 8;
-        octets += static_cast<char>(bits >> bitCount & 0xFF);
+        *to++ = static_cast<char>(bits >> bitCount & 0xFF);
     }
+    return to;
 }
 
-/// As quotedprintablebuf reads in header mode: up to the first malformed escape.
-void decodeQuoted(std::string_view text, std::string& octets) {
+/// As quotedprintablebuf reads in header mode: up to the first malformed escape. Returns the end of
+/// what it wrote.
+char* decodeQuoted(std::string_view text, char* to) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         char octet = text[i] == '_' ? ' ' : text[i];
         if (octet == '=') {
-            if (text.size() - i < 3) return;
+            if (text.size() - i < 3) return to;
             const int high = digitOf(hexDigits, text[i + 1]);
             const int low = digitOf(hexDigits, text[i + 2]);
-            if (high < 0 || low < 0) return;
+            if (high < 0 || low < 0) return to;
             octet = static_cast<char>(high << 4 | low);
             i += 2;
         }
-        octets += octet;
+        *to++ = octet;
     }
+    return to;
 }
 
-/// The octets of an encoded text; false when the encoding is none of RFC 2047's.
+/// Replaces `octets` by those of an encoded text; false when the encoding is none of RFC 2047's.
 bool decodePayload(std::string_view encoding, std::string_view text, std::string& octets) {
-    octets.reserve(text.size());
-    if (encoding == "B" || encoding == "b")
-        decodeBase64(text, octets);
-    else if (encoding == "Q" || encoding == "q")
-        decodeQuoted(text, octets);
-    else
-        return false;
+    const bool isBase64 = encoding == "B" || encoding == "b";
+    if (!isBase64 && encoding != "Q" && encoding != "q") return false;
+    octets.resize(text.size());  // decoded it is no longer
+    char* const to = octets.data();
+    char* const end = isBase64 ? decodeBase64(text, to) : decodeQuoted(text, to);
+    octets.resize(static_cast<std::size_t>(end - to));
     return true;
 }
 
-/// Decodes the word that begins at `start` and appends it. Returns where it ends; `start` when it
-/// is none, or cannot be decoded.
-std::size_t appendWord(std::string_view text, std::size_t start, Zeb_String& out) {
-    std::size_t marks[3];  // the question marks behind charset, encoding and encoded text
-    std::size_t from = start + 2;
-    for (std::size_t& mark : marks) {
-        mark = text.find('?', from);
-        if (mark == nowhere) return start;
-        from = mark + 1;
-    }
-    if (from >= text.size() || text[from] != '=') return start;
-    const auto between = [&](std::size_t first, std::size_t end) {
-        return text.substr(first, end - first);
-    };
-    std::string octets;
-    if (!decodePayload(between(marks[0] + 1, marks[1]), between(marks[1] + 1, marks[2]), octets))
-        return start;
-    Zeb_String word;
-    const AdCharset charset = charsetNamed(asciiText(between(start + 2, marks[0])));
-    if (!AdMbcsString::cvtToTchar(charset, octets.data(), octets.size(), word, 0)) return start;
-    append(std::move(word), out);
-    return from + 1;
-}
+/// Decodes the words of a text in turn; they share memory, and mostly a charset.
+class WordDecoder {
+  public:
+    explicit WordDecoder(std::string_view text) : text_(text) {}
 
-/// The text between two words, unless it is blank.
-void appendGap(std::string_view text, std::size_t start, std::size_t end, Zeb_String& out) {
-    const std::string_view gap = text.substr(start, end - start);
-    if (gap.find_first_not_of(blanks) != nowhere) append(asciiText(gap), out);
-}
+    Zeb_String decoded() {
+        std::size_t next = 0;
+        for (;;) {
+            const std::size_t opener = text_.find("=?", next);
+            if (opener == nowhere) break;
+            appendGap(next, opener);
+            next = appendWord(opener);
+            if (next > opener) continue;
+            out_.Append(u"=?");
+            next = opener + 2;
+        }
+        appendGap(next, text_.size());
+        return std::move(out_);
+    }
+
+  private:
+    std::string_view between(std::size_t start, std::size_t end) const {
+        return text_.substr(start, end - start);
+    }
+
+    /// The text between two words, unless it is blank.
+    void appendGap(std::size_t start, std::size_t end) {
+        const std::string_view gap = between(start, end);
+        if (gap.find_first_not_of(blanks) != nowhere) append(asciiText(gap), out_);
+    }
+
+    /// Appends the word that begins at `start`. Returns where it ends; `start` when it is none, or
+    /// cannot be decoded.
+    std::size_t appendWord(std::size_t start) {
+        std::size_t marks[3];  // the question marks behind charset, encoding and encoded text
+        std::size_t from = start + 2;
+        for (std::size_t& mark : marks) {
+            mark = text_.find('?', from);
+            if (mark == nowhere) return start;
+            from = mark + 1;
+        }
+        if (from >= text_.size() || text_[from] != '=') return start;
+        if (!decodePayload(between(marks[0] + 1, marks[1]), between(marks[1] + 1, marks[2]),
+                           octets_))
+            return start;
+        Zeb_String word;
+        const AdCharset& charset = charsetOf(between(start + 2, marks[0]));
+        if (!AdMbcsString::cvtToTchar(charset, octets_.data(), octets_.size(), word, 0))
+            return start;
+        append(std::move(word), out_);
+        return from + 1;
+    }
+
+    const AdCharset& charsetOf(std::string_view name) {
+        if (!charset_ || name != charsetName_) charset_ = charsetNamed(asciiText(name));
+        charsetName_ = name;
+        return *charset_;
+    }
+
+    std::string_view text_;
+    Zeb_String out_;
+    std::string octets_;            // of the word at hand
+    std::string_view charsetName_;  // of the word before
+    std::optional<AdCharset> charset_;
+};
 
 }  // namespace
 
-Zeb_String decodeWords(std::string_view text) {
-    Zeb_String out;
-    std::size_t next = 0;
-    for (;;) {
-        const std::size_t opener = text.find("=?", next);
-        if (opener == nowhere) break;
-        appendGap(text, next, opener, out);
-        next = appendWord(text, opener, out);
-        if (next > opener) continue;
-        out.Append(u"=?");
-        next = opener + 2;
-    }
-    appendGap(text, next, text.size(), out);
-    return out;
-}
+Zeb_String decodeWords(std::string_view text) { return WordDecoder(text).decoded(); }
