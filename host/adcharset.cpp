@@ -434,6 +434,14 @@ class AdCharsetCodec {
         return false;
     }
 
+    /// As an assignment does. Most charsets own no name, whose copy would be most of the work.
+    static void copy(const AdCharset& from, AdCharset& to) {
+        to.kind_ = from.kind_;
+        to.keptName_ = from.keptName_;
+        to.icuName_ = from.icuName_;
+        if (!from.ownName_.IsEmpty() || !to.ownName_.IsEmpty()) to.ownName_ = from.ownName_;
+    }
+
     /// The units as a text, without a copy unless much room would be left over.
     static Zeb_String textOf(Units&& units) {
         if (units.size() > INT_MAX) throw Zeb_Range_Error("text longer than an int can count");
@@ -452,7 +460,7 @@ class AdCharsetCodec {
     }
 };
 
-AdCharset::AdCharset() : AdCharset(getDefaultCharset()) {}
+AdCharset::AdCharset() : kind_(Kind::Utf8) { AdCharsetCodec::copy(getDefaultCharset(), *this); }
 
 AdCharset::AdCharset(const Zeb_String& name) : AdCharset(AdCharsetCodec::named(name)) {}
 
@@ -479,7 +487,7 @@ bool AdMbcsString::cvtFromTchar(const AdCharset& charset, const Zeb_String& text
 
 bool AdMbcsString::cvtFromUTF16(const AdCharset& charset, const unsigned short* units,
                                 std::size_t length, AdCharset::converter_t mode) {
-    charset_ = charset;
+    AdCharsetCodec::copy(charset, charset_);
     octets_.clear();
     const bool isExact = AdCharsetCodec::narrow(charset, {units, length}, octets_);
     if (!charset.isKnown()) return false;

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <streambuf>
+#include <string_view>
 
+#include "inet/base64vector.utf16.h"
 #include "inet/transferstream.utf16.h"
 #include "inet/wiretext.utf16.h"
 
@@ -46,7 +48,7 @@ namespace {
 /// Octets that one encoded word of at most 72 characters carries.
 constexpr std::size_t wordCapacity = 45;
 
-void appendBase64(std::string& text, const std::string& octets) {
+void appendBase64(std::string& text, std::string_view octets) {
     static constexpr char alphabet[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     const std::size_t before = text.size();
@@ -58,16 +60,17 @@ void appendBase64(std::string& text, const std::string& octets) {
     const auto put = [&](unsigned group, int digits) {
         for (int i = 0; i < digits; ++i) *to++ = alphabet[group >> (18 - 6 * i) & 0x3F];
     };
-    const char* from = octets.data();
-    std::size_t left = octets.size();
+    const std::size_t groups = encodeBase64Groups(octets.data(), octets.size() / 3, to);
+    to += 4 * groups;
+    const char* from = octets.data() + 3 * groups;
+    std::size_t left = octets.size() - 3 * groups;
     for (; left >= 3; left -= 3, from += 3)
         put(bitsOf(from[0], 16) | bitsOf(from[1], 8) | bitsOf(from[2], 0), 4);
     if (left == 2) put(bitsOf(from[0], 16) | bitsOf(from[1], 8), 3);
     if (left == 1) put(bitsOf(from[0], 16), 2);
 }
 
-void appendEncodedWord(std::string& text, const std::string& charsetName,
-                       const std::string& octets) {
+void appendEncodedWord(std::string& text, std::string_view charsetName, std::string_view octets) {
     text.append("=?").append(charsetName).append("?B?");
     appendBase64(text, octets);
     text += "?=";
@@ -171,7 +174,6 @@ void appendEncodedWords(std::string& out, const Zeb_String& text) {
     const int last = text.GetLength() - 1;
     int lo = 0;
     std::string chunk;
-    out.reserve(out.size() + 2 * static_cast<std::size_t>(last));
     while (lo < last) {
         chunk.clear();
         int hi = last;
@@ -185,21 +187,44 @@ void appendEncodedWords(std::string& out, const Zeb_String& text) {
     out += ' ';
 }
 
+/// The same of a text in UTF-8 without surrogate pairs: each word takes what fits.
+void appendEncodedWords(std::string& out, std::string_view text) {
+    const auto startOf = [&](std::size_t at) {  // of the character there
+        while ((text[at] & 0xC0) == 0x80) --at;
+        return at;
+    };
+    const std::size_t last = startOf(text.size() - 1);
+    for (std::size_t at = 0; at < last;) {
+        const std::size_t end = startOf(std::min(at + wordCapacity, last));
+        appendEncodedWord(out, "UTF-8", text.substr(at, end - at));
+        out += "\r\n ";
+        at = end;
+    }
+    appendEncodedWord(out, "UTF-8", text.substr(last));
+    out += ' ';
+}
+
+/// Whether there is a character of four octets in well-formed UTF-8.
+bool holdsPair(std::string_view text) {
+    unsigned char highest = 0;
+    for (const char c : text) highest = std::max(highest, static_cast<unsigned char>(c));
+    return highest >= 0xF0;
+}
+
 void appendUnstructuredText(std::string& out, const Zeb_String& value) {
-    AdMbcsString octets;
-    const bool isWellFormed = octets.cvtFromTchar(AdCharset::getUTF8Charset(), value, 0);
-    if (!isWellFormed) octets = utf8Of(value);
+    const AdMbcsString octets = utf8Of(value);
     const bool isFolded = octets.getString().find('\n') != std::string::npos;
     const std::string unfoldedOctets = isFolded ? unfolded(octets.getString()) : std::string();
     const std::string& line = isFolded ? unfoldedOctets : octets.getString();
+    out.reserve(out.size() + 2 * line.size() + 32);
     if (!holdsControl(line)) {
         out += line;
     } else if (line.size() <= wordCapacity) {
         // Kept: behind encoded words stands a blank.
         appendEncodedWord(out, "UTF-8", line);
         out += ' ';
-    } else if (isWellFormed && !isFolded) {
-        appendEncodedWords(out, value);
+    } else if (!holdsPair(line)) {
+        appendEncodedWords(out, line);
     } else {
         Zeb_String text;
         AdMbcsString::cvtToTchar(AdCharset::getUTF8Charset(), line.data(), line.size(), text, 1);

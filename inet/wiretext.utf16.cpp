@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "inet/wiretext.utf16.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace {
@@ -12,14 +13,14 @@ bool isTrailingBlank(char octet) { return octet == '\r' || octet == ' ' || octet
 bool asciiOctets(const Zeb_String& text, std::string& octets) {
     AdMbcsString ascii;
     const bool hasForm = ascii.cvtFromTchar(AdCharset::getASCIICharset(), text, 0);
-    octets = hasForm ? ascii.getString() : std::string();
+    octets = ascii.getString();  // empty without a form
     return hasForm;
 }
 
 bool oneLineOctets(const Zeb_String& text, std::string& octets) {
-    constexpr std::string_view lineBreakers("\r\n\0", 3);
+    const auto breaksLine = [](char c) { return c == '\r' || c == '\n' || c == '\0'; };
     if (!asciiOctets(text, octets)) return false;
-    if (octets.find_first_of(lineBreakers) == std::string::npos) return true;
+    if (std::none_of(octets.begin(), octets.end(), breaksLine)) return true;
     octets.clear();
     return false;
 }
