@@ -45,16 +45,6 @@ unsigned long long DecodeGuard::left() const {
     return allowed - std::min(spent_, allowed);
 }
 
-unsigned long long DecodeGuard::leftAtLeast() const {
-    return limits_.overhead - std::min<unsigned long long>(spent_, limits_.overhead);
-}
-
-bool DecodeGuard::spend(std::size_t octets) {
-    if (octets > leftAtLeast() && octets > left()) return false;
-    spent_ += octets;
-    return true;
-}
-
 std::size_t DecodeGuard::makePlace() {
     spent_ += entityCost;
     decoders_.push_back({nullptr, nullptr});

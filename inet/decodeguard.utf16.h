@@ -4,6 +4,7 @@
 // One thread at a time per object. Nothing here throws but std::bad_alloc.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
 #include <memory>
@@ -78,9 +79,15 @@ class DecodeGuard {
     /// Octets of overhead that may be spent now.
     unsigned long long left() const;
     /// So many there are at the least; quickly known.
-    unsigned long long leftAtLeast() const;
+    unsigned long long leftAtLeast() const {
+        return limits_.overhead - std::min<unsigned long long>(spent_, limits_.overhead);
+    }
     /// Spends them. False when there are not so many left; nothing is spent then.
-    bool spend(std::size_t octets);
+    bool spend(std::size_t octets) {
+        if (octets > leftAtLeast() && octets > left()) return false;
+        spent_ += octets;
+        return true;
+    }
 
     /// Makes a place for a decoder that is about to be built, and spends its overhead.
     std::size_t makePlace();

@@ -12,9 +12,19 @@ namespace {
 
 constexpr int endOfFile = std::char_traits<char>::eof();
 constexpr std::size_t nowhere = std::string_view::npos;
-constexpr char lineBlanks[] = " \t\r";
 
-bool isBlank(std::string_view line) { return line.find_first_not_of(lineBlanks) == nowhere; }
+bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+bool isBlank(std::string_view line) { return std::all_of(line.begin(), line.end(), isLineBlank); }
+
+std::string_view withoutBlanksInFront(std::string_view text) {
+    return {std::find_if_not(text.begin(), text.end(), isLineBlank), text.end()};
+}
+
+std::string_view withoutBlanksBehind(std::string_view text) {
+    const auto end = std::find_if_not(text.rbegin(), text.rend(), isLineBlank);
+    return text.substr(0, static_cast<std::size_t>(text.rend() - end));
+}
 
 bool isFold(int octet) { return octet == ' ' || octet == '\t'; }
 
@@ -52,14 +62,12 @@ bool isMimeName(const Zeb_String& name) {
     return true;
 }
 
-std::size_t separatorsOf(std::string_view text, char separator) {
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), separator));
-}
-
-/// More than what is asked of a value later costs.
-std::size_t mostCost(std::string_view text, bool hasParameters) {
-    if (!hasParameters) return separatorsOf(text, ',') * addressCost;
-    return std::max(separatorsOf(text, '=') * parameterCost, text.size() * parameterOctetCost);
+/// Whether what is asked of a value later, at the most, costs no more than `left`. Its elements are
+/// counted only where it is near that.
+bool isCheap(std::string_view text, bool hasParameters, unsigned long long left) {
+    if (text.size() * (hasParameters ? parameterCost : addressCost) <= left) return true;
+    if (!hasParameters) return countOf(text, ',') * addressCost <= left;
+    return std::max(countOf(text, '=') * parameterCost, text.size() * parameterOctetCost) <= left;
 }
 
 /// What is asked of a value later costs memory for each of its elements: one of too many is cut
@@ -69,7 +77,7 @@ std::size_t affordable(std::string_view text, const Zeb_String& name, bool isCon
     const bool hasParameters = isMimeName(name);
     const char separator = hasParameters ? '=' : ',';
     const std::size_t cost = hasParameters ? parameterCost : addressCost;
-    if (!isContinued && mostCost(text, hasParameters) <= guard.leftAtLeast()) return text.size();
+    if (!isContinued && isCheap(text, hasParameters, guard.leftAtLeast())) return text.size();
     const unsigned long long left = guard.left();
     const std::size_t whole = text.size();
     if (hasParameters) text = text.substr(0, left / parameterOctetCost);
@@ -101,14 +109,13 @@ Stored storeField(std::string_view field, HeaderMap& headers, HeaderMap::iterato
                   DecodeGuard* guard) {
     const std::size_t colon = field.find(':');
     if (colon == nowhere) return Stored::NoColon;
-    const std::size_t start = field.find_first_not_of(lineBlanks, colon + 1);
-    if (start == nowhere) return Stored::Whole;  // Kept: a field without a value is none
+    const std::string_view text = withoutBlanksInFront(field.substr(colon + 1));
+    if (text.empty()) return Stored::Whole;  // Kept: a field without a value is none
     Zeb_String name = asciiText(field.substr(0, colon));
     const auto less = headers.key_comp();
     const auto place = placeOf(name, headers, last);
     const bool isNew = place == headers.end() || less(name, place->first);
     if (guard != nullptr && isNew && !guard->spend(fieldCost)) return Stored::NotAtAll;
-    const std::string_view text = field.substr(start);
     const std::size_t length =
         guard == nullptr ? text.size() : affordable(text, name, !isNew, *guard);
     if (length == 0) return Stored::InPart;
@@ -294,9 +301,8 @@ template <typename Lines, typename Store>
 void readFields(Lines& lines, Store store) {
     std::string folded;
     for (std::string_view line; lines.next(line);) {
-        const std::size_t last = line.find_last_not_of(lineBlanks);
-        if (last == nowhere) return;  // Kept: a field that a line of blanks continues is dropped
-        line = line.substr(0, last + 1);
+        line = withoutBlanksBehind(line);
+        if (line.empty()) return;  // Kept: a field that a line of blanks continues is dropped
         const bool isFirst = folded.empty();
         if (!isFirst) folded += line;
         if (lines.isContinued()) {

@@ -4,6 +4,7 @@
 // Raw: what a value means, inet/rfc2822decoder.utf16.h tells. One thread at a time per object.
 #pragma once
 
+#include <cstring>
 #include <map>
 #include <string>
 
@@ -16,7 +17,10 @@ struct CaseInsensitiveLess {
         const unsigned short* const first = a.GetBuffer();
         const unsigned short* const second = b.GetBuffer();
         const int common = a.GetLength() < b.GetLength() ? a.GetLength() : b.GetLength();
-        for (int i = 0; i < common; ++i) {
+        int i = 0;
+        while (common - i >= 4 && std::memcmp(first + i, second + i, 4 * sizeof *first) == 0)
+            i += 4;
+        for (; i < common; ++i) {
             if (first[i] == second[i]) continue;
             const int difference = folded(first[i]) - folded(second[i]);
             if (difference != 0) return difference < 0;

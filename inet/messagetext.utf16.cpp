@@ -7,6 +7,19 @@
 
 // ==== reading it all
 
+std::size_t countOf(std::string_view text, char wanted) {
+    constexpr std::size_t most = 255;  // so that an octet can count, in a vector of them
+    std::size_t count = 0;
+    while (!text.empty()) {
+        const std::string_view piece = text.substr(0, most);
+        unsigned char inPiece = 0;
+        for (const char c : piece) inPiece = static_cast<unsigned char>(inPiece + (c == wanted));
+        count += inPiece;
+        text.remove_prefix(piece.size());
+    }
+    return count;
+}
+
 std::size_t atHand(std::streambuf& source) {
     constexpr std::streamsize most = 64 << 20;  // it may be mistaken
     return static_cast<std::size_t>(std::clamp<std::streamsize>(source.in_avail(), 0, most));

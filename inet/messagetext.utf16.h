@@ -19,6 +19,9 @@
 /// than that is taken for the end of it, so other sizes would find other ends.
 constexpr std::size_t readBlockSize = 1024;
 
+/// How often `wanted` stands in a text.
+std::size_t countOf(std::string_view text, char wanted);
+
 /// Octets that can be had without waiting, as far as the source knows.
 std::size_t atHand(std::streambuf& source);
 

@@ -170,9 +170,8 @@ namespace {
 constexpr auto malformed = static_cast<unsigned>(RFC2822TokenKind::Error);
 
 std::size_t elementsOf(std::string_view list, char separator) {
+    if (list.find('"') == nowhere) return 1 + countOf(list, separator);
     std::size_t count = 1;
-    if (list.find('"') == nowhere)
-        return count + static_cast<std::size_t>(std::count(list.begin(), list.end(), separator));
     std::size_t end = endOfElement(list, separator, 0);
     for (; end < list.size(); end = endOfElement(list, separator, end + 1)) ++count;
     return count;
@@ -488,8 +487,7 @@ class ResumingSource : public std::streambuf {
 template <typename Filter>
 std::size_t decodedSize(std::string_view octets) {
     if (std::is_same_v<Filter, base64buf>) return octets.size() / 4 * 3 + 3;
-    const auto escapes = std::count(octets.begin(), octets.end(), '=');
-    return octets.size() - std::min(octets.size(), 2 * static_cast<std::size_t>(escapes));
+    return octets.size() - std::min(octets.size(), 2 * countOf(octets, '='));
 }
 
 }  // namespace
