@@ -373,8 +373,8 @@ constinit KnownCharsets knownCharsets;
 /// What the conversions of all classes below come down to.
 class AdCharsetCodec {
   public:
+    /// The charset of a name that is asked for the first time.
     static AdCharset named(const Zeb_String& name) {
-        if (const AdCharset* known = knownCharsets.find(name)) return *known;
         const std::string lookup = lookupName(name);
         const char* const canonical = lookup.empty() ? nullptr : canonicalName(lookup);
         if (!canonical) return {AdCharset::Kind::Unknown, name};
@@ -462,7 +462,12 @@ class AdCharsetCodec {
 
 AdCharset::AdCharset() : kind_(Kind::Utf8) { AdCharsetCodec::copy(getDefaultCharset(), *this); }
 
-AdCharset::AdCharset(const Zeb_String& name) : AdCharset(AdCharsetCodec::named(name)) {}
+AdCharset::AdCharset(const Zeb_String& name) : kind_(Kind::Unknown) {
+    if (const AdCharset* known = knownCharsets.find(name))
+        AdCharsetCodec::copy(*known, *this);
+    else
+        *this = AdCharsetCodec::named(name);
+}
 
 const AdCharset& AdCharset::getASCIICharset() {
     static const AdCharset charset = AdCharsetCodec::kept(u"US-ASCII", {Kind::Ascii, u"US-ASCII"});

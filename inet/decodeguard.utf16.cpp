@@ -21,12 +21,23 @@ DecodeGuard::~DecodeGuard() {
         if (owned.decoder != nullptr) owned.destroy(owned.decoder);
 }
 
-DecodeGuard::Level::Level(DecodeGuard* guard, std::size_t number) : guard_(guard) {
-    if (guard_ != nullptr) guard_->path_.push_back(number);
+DecodeGuard::Level::Level(DecodeGuard* guard, std::size_t number) : guard_(guard), number_(number) {
+    if (guard_ == nullptr) return;
+    depth_ = guard_->depth() + 1;
+    above_ = std::exchange(guard_->level_, this);
 }
 
 DecodeGuard::Level::~Level() {
-    if (guard_ != nullptr) guard_->path_.pop_back();
+    if (guard_ != nullptr) guard_->level_ = above_;
+}
+
+/// From the outermost level on.
+void DecodeGuard::Level::appendNumbers(std::string& text) const {
+    if (above_ != nullptr) {
+        above_->appendNumbers(text);
+        text += '.';
+    }
+    text += std::to_string(number_);
 }
 
 bool DecodeGuard::isAtEntityLimit(std::size_t wanted) {
@@ -55,18 +66,15 @@ void DecodeGuard::note(MIMEDefect::Kind kind) {
     ++defectCount_;
     if (defects_.size() >= limits_.defects) return;
     std::string entity;
-    for (const std::size_t number : path_) {
-        if (!entity.empty()) entity += '.';
-        entity += std::to_string(number);
-    }
+    if (level_ != nullptr) level_->appendNumbers(entity);
     defects_.push_back({kind, entity, offset()});
 }
 
 /// What the inner ones hold has been taken from the outer ones, and is still to come.
 MeteredSource::Meter DecodeGuard::reading() const {
     MeteredSource::Meter total{0, 0, std::nullopt};
-    for (auto input = inputs_.rbegin(); input != inputs_.rend(); ++input) {
-        const MeteredSource::Meter meter = (*input)->meter(total.below);
+    for (const Input* input = input_; input != nullptr; input = input->outer_) {
+        const MeteredSource::Meter meter = input->source_.meter(total.below);
         total = {meter.taken, total.held + meter.held, meter.below};
     }
     return total;
@@ -77,12 +85,13 @@ unsigned long long DecodeGuard::offset() const {
     return meter.taken - std::min(meter.held, meter.taken);
 }
 
-DecodeGuard::Input::Input(DecodeGuard* guard, const MeteredSource& source) : guard_(guard) {
-    if (guard_ != nullptr) guard_->inputs_.push_back(&source);
+DecodeGuard::Input::Input(DecodeGuard* guard, const MeteredSource& source)
+    : guard_(guard), source_(source) {
+    if (guard_ != nullptr) outer_ = std::exchange(guard_->input_, this);
 }
 
 DecodeGuard::Input::~Input() {
-    if (guard_ != nullptr) guard_->inputs_.pop_back();
+    if (guard_ != nullptr) guard_->input_ = outer_;
 }
 
 // ==== sources that a guard reads from

@@ -66,13 +66,20 @@ class DecodeGuard {
         Level& operator=(const Level&) = delete;
 
       private:
+        friend class DecodeGuard;
+
+        void appendNumbers(std::string& text) const;
+
         DecodeGuard* guard_;
+        const Level* above_ = nullptr;
+        std::size_t number_;
+        std::size_t depth_ = 1;
     };
 
     /// Those that it was made with.
     const MIMELimits& limits() const { return limits_; }
     /// Whether the entity at hand may have none below it.
-    bool isAtDepthLimit() const { return path_.size() >= limits_.depth; }
+    bool isAtDepthLimit() const { return depth() >= limits_.depth; }
     /// Whether so many more entities are too many; that is noted the first time.
     bool isAtEntityLimit(std::size_t wanted);
 
@@ -114,10 +121,15 @@ class DecodeGuard {
         Input& operator=(const Input&) = delete;
 
       private:
+        friend class DecodeGuard;
+
         DecodeGuard* guard_;
+        const Input* outer_ = nullptr;
+        const MeteredSource& source_;
     };
 
   private:
+    std::size_t depth() const { return level_ == nullptr ? 0 : level_->depth_; }
     MeteredSource::Meter reading() const;
     /// How far in the message the reading has come, in octets.
     unsigned long long offset() const;
@@ -131,9 +143,9 @@ class DecodeGuard {
     const MIMELimits limits_;
     std::deque<Owned> decoders_;
     unsigned long long spent_ = 0;
-    std::vector<std::size_t> path_;  // the numbers of the entity at hand
+    const Level* level_ = nullptr;  // of the entity at hand
     std::vector<MIMEDefect> defects_;
     std::size_t defectCount_ = 0;
     bool isFull_ = false;
-    std::vector<const MeteredSource*> inputs_;
+    const Input* input_ = nullptr;  // the innermost
 };
