@@ -152,9 +152,13 @@ bool RFC2822Lexer::isAtomOctet(char c) const {
 }
 
 void RFC2822Lexer::takeAtom(Zeb_String& token) {
-    const std::size_t start = position_++;
-    while (position_ < text_.size() && isAtomOctet(text_[position_])) ++position_;
-    token = decodeWords(text_.substr(start, position_ - start));
+    const std::string_view rest = text_.substr(position_);
+    const OctetSet& atom = mimeMode_ ? rfc2045atom : rfc2822atom;
+    const auto isOther = [&](char c) { return !atom[static_cast<unsigned char>(c)]; };
+    const auto end = std::find_if(rest.begin(), rest.end(), isOther);
+    const std::string_view found(rest.begin(), end);
+    position_ += found.size();
+    token = decodeWords(found);
 }
 
 void RFC2822Lexer::takeSpecial(Zeb_String& token) {
@@ -179,6 +183,20 @@ std::size_t elementsOf(std::string_view list, char separator) {
 
 bool isWord(unsigned kind) {
     return kind == RFC2822TokenKind::QuotedString || kind == RFC2822TokenKind::Atom;
+}
+
+/// Both with an "@" between them; mostly with all memory at once.
+Zeb_String joined(Zeb_String&& localPart, const Zeb_String& domain) {
+    std::array<unsigned short, 128> units;
+    const auto count = [](const Zeb_String& text) {
+        return static_cast<std::size_t>(text.GetLength());
+    };
+    if (count(localPart) + count(domain) >= units.size())
+        return std::move(localPart.Append(u"@").Append(domain));
+    auto end = std::copy_n(localPart.GetBuffer(), count(localPart), units.begin());
+    *end++ = u'@';
+    end = std::copy_n(domain.GetBuffer(), count(domain), end);
+    return Zeb_String::FromUnits(units.data(), static_cast<std::size_t>(end - units.begin()));
 }
 
 bool isSpecial(unsigned kind, const Zeb_String& token, char special) {
@@ -211,7 +229,7 @@ unsigned RFC2822Address::parseOneAddress(RFC2822Lexer& lexer, Zeb_String& next) 
         kind = lexer.nextToken(token, true);
         if (isSpecial(kind, token, '@')) {
             if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
-            smtpAddress_ = std::move(first.Append(u"@").Append(token));
+            smtpAddress_ = joined(std::move(first), token);
             return lexer.nextToken(next, true);
         }
         name_ = std::move(first);
@@ -228,7 +246,7 @@ unsigned RFC2822Address::parseAngleAddress(RFC2822Lexer& lexer, Zeb_String& next
     if (!isSpecial(lexer.nextToken(token, true), token, '@')) return malformed;
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
     // Kept: an address whose bracket is not closed is malformed, and set all the same.
-    smtpAddress_ = std::move(localPart.Append(u"@").Append(token));
+    smtpAddress_ = joined(std::move(localPart), token);
     if (!isSpecial(lexer.nextToken(token, true), token, '>')) return malformed;
     return lexer.nextToken(next, true);
 }

@@ -205,4 +205,13 @@ TEST(Address, CopiesHoldBothTexts) {
     EXPECT_EQ(dump(assigned), "\"J\" <a@b>");
 }
 
+TEST(Address, IsWholeWhateverItsLength) {
+    for (std::size_t length = 1; length < 300; ++length) {
+        const std::string local(length / 2 + 1, 'a');
+        const std::string domain(length - length / 2, 'b');
+        EXPECT_EQ(mailbox(local + "@" + domain), "<" + local + "@" + domain + ">");
+        EXPECT_EQ(mailbox("<" + local + "@" + domain + ">"), "<" + local + "@" + domain + ">");
+    }
+}
+
 }  // namespace
