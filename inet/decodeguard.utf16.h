@@ -71,8 +71,10 @@ class DecodeGuard {
         void appendNumbers(std::string& text) const;
 
         DecodeGuard* guard_;
+        // Null in the outermost one.
         const Level* above_ = nullptr;
         std::size_t number_;
+        // From 1 on.
         std::size_t depth_ = 1;
     };
 

@@ -183,4 +183,27 @@ TEST(HeaderBlock, KeepsANulInAName) {
     EXPECT_THAT(fieldsOf("A\0B: c\n\n"s), ElementsAre(Pair("A\0B"s, "c")));
 }
 
+void expectOrdered(const std::u16string& first, const std::u16string& second) {
+    const CaseInsensitiveLess less;
+    const Zeb_String a(first.c_str());
+    const Zeb_String b(second.c_str());
+    const int order = a.CompareNoCase(b);
+    EXPECT_EQ(less(a, b), order < 0) << utf8(a) << ' ' << utf8(b);
+    EXPECT_EQ(less(b, a), order > 0) << utf8(a) << ' ' << utf8(b);
+}
+
+TEST(HeaderNames, AreOrderedWithoutRegardToCase) {
+    const std::u16string units = u"aAbB[\xE9\xC9";
+    for (std::size_t at = 0; at < 10; ++at) {
+        for (const char16_t unit : units) {
+            const std::u16string name = std::u16string(at, u'M') + unit + u"mnop";
+            for (const char16_t other : units) {
+                expectOrdered(name, std::u16string(at, u'm') + other + u"MNOP");
+                expectOrdered(name, std::u16string(at, u'M') + other);
+            }
+            expectOrdered(name, std::u16string(at, u'm'));
+        }
+    }
+}
+
 }  // namespace

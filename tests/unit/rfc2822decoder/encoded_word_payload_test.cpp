@@ -2,6 +2,7 @@
 // The payload of an encoded word is decoded as the filters decode it, whatever it holds.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -70,6 +71,20 @@ TEST(EncodedWordPayload, HoldsEachOctet) {
                   latin1(filtered<base64buf>(text)));
         EXPECT_EQ(decodeRFC2047Words("=?iso-8859-1?Q?" + text + "?="),
                   latin1(filtered<quotedprintablebuf>(text)));
+    }
+}
+
+TEST(EncodedWordPayload, OfAnyLengthIsDecodedAsBase64bufReads) {
+    std::mt19937 random(211);
+    const std::string_view digits =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (int round = 0; round < 5000; ++round) {
+        std::string text;
+        for (std::size_t length = random() % 90; length > 0; --length)
+            text += random() % 40 == 0 ? "= \n!-\xE9"[random() % 6] : digits[random() % 64];
+        ASSERT_EQ(decodeRFC2047Words("=?iso-8859-1?B?" + text + "?="),
+                  latin1(filtered<base64buf>(text)))
+            << testing::PrintToString(text);
     }
 }
 

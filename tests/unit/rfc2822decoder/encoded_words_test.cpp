@@ -227,4 +227,16 @@ TEST(EncodedWords, AsTheModelOnRandomTexts) {
         ASSERT_EQ(decodeRFC2047Words(text), modelWords(text)) << text;
 }
 
+TEST(EncodedWords, EachWordIsReadInItsOwnCharset) {
+    EXPECT_EQ(decodeRFC2047Words("=?UTF-8?Q?=C3=A9?= =?ISO-8859-1?Q?=C3=A9?= =?utf-8?Q?=C3=A9?="
+                                 " =?utf-8?Q?=C3=A9?= =?KOI8-R?Q?=C3?="),
+              u"\xE9\xC3\xA9\xE9\xE9\x446");
+}
+
+TEST(EncodedWords, AWordThatFailsLeavesTheNextOneItsCharset) {
+    EXPECT_EQ(
+        decodeRFC2047Words("=?UTF-8?Q?a?= =?nowhere?Q?b?= =?UTF-8?Q?=E9?= =?UTF-8?Q?=C3=A9?="),
+        modelWords("=?UTF-8?Q?a?= =?nowhere?Q?b?= =?UTF-8?Q?=E9?= =?UTF-8?Q?=C3=A9?="));
+}
+
 }  // namespace
