@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "inet/encodedwords.utf16.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string>
@@ -33,7 +34,14 @@ void append(Zeb_String&& text, Zeb_String& out) {
 namespace {
 
 constexpr std::size_t nowhere = std::string_view::npos;
-constexpr char blanks[] = " \t\r\n";
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+/// As text.find, of what is near.
+std::size_t findNear(std::string_view text, char wanted, std::size_t from) {
+    while (from < text.size() && text[from] != wanted) ++from;
+    return from < text.size() ? from : nowhere;
+}
 
 constexpr std::array<signed char, 256> digitsOf(std::string_view alphabet) {
     std::array<signed char, 256> digits{};
@@ -58,19 +66,18 @@ int digitOf(const std::array<signed char, 256>& digits, char c) {
 /// As base64buf reads: what is no digit is skipped, up to the first "=". Returns the end of what it
 /// wrote.
 char* decodeBase64(std::string_view text, char* to) {
-    text = text.substr(0, text.find('='));
     for (; text.size() >= 4; text.remove_prefix(4)) {
         const int group = digitOf(base64Digits, text[0]) << 18 |
                           digitOf(base64Digits, text[1]) << 12 |
                           digitOf(base64Digits, text[2]) << 6 | digitOf(base64Digits, text[3]);
-        if (group < 0) break;  // one of them is none
+        if (group < 0) break;  // one of them is none, or the end
         *to++ = static_cast<char>(group >> 16);
         *to++ = static_cast<char>(group >> 8 & 0xFF);
         *to++ = static_cast<char>(group & 0xFF);
     }
     unsigned bits = 0;
     int bitCount = 0;
-    for (const char c : text) {
+    for (const char c : text.substr(0, text.find('='))) {
         const int digit = digitOf(base64Digits, c);
         if (digit < 0) continue;
         bits = bits << 6 | static_cast<unsigned>(digit);
@@ -98,17 +105,6 @@ char* decodeQuoted(std::string_view text, char* to) {
         *to++ = octet;
     }
     return to;
-}
-
-/// Replaces `octets` by those of an encoded text; false when the encoding is none of RFC 2047's.
-bool decodePayload(std::string_view encoding, std::string_view text, std::string& octets) {
-    const bool isBase64 = encoding == "B" || encoding == "b";
-    if (!isBase64 && encoding != "Q" && encoding != "q") return false;
-    octets.resize(text.size());  // decoded it is no longer
-    char* const to = octets.data();
-    char* const end = isBase64 ? decodeBase64(text, to) : decodeQuoted(text, to);
-    octets.resize(static_cast<std::size_t>(end - to));
-    return true;
 }
 
 /// Decodes the words of a text in turn; they share memory, and mostly a charset.
@@ -139,32 +135,40 @@ class WordDecoder {
     /// The text between two words, unless it is blank.
     void appendGap(std::size_t start, std::size_t end) {
         const std::string_view gap = between(start, end);
-        if (gap.find_first_not_of(blanks) != nowhere) append(asciiText(gap), out_);
+        if (!std::all_of(gap.begin(), gap.end(), isBlank)) append(asciiText(gap), out_);
     }
 
     /// Appends the word that begins at `start`. Returns where it ends; `start` when it is none, or
     /// cannot be decoded.
     std::size_t appendWord(std::size_t start) {
-        std::size_t marks[3];  // the question marks behind charset, encoding and encoded text
-        std::size_t from = start + 2;
-        for (std::size_t& mark : marks) {
-            mark = text_.find('?', from);
-            if (mark == nowhere) return start;
-            from = mark + 1;
-        }
-        if (from >= text_.size() || text_[from] != '=') return start;
-        if (!decodePayload(between(marks[0] + 1, marks[1]), between(marks[1] + 1, marks[2]),
-                           octets_))
-            return start;
+        const std::size_t charsetEnd = findNear(text_, '?', start + 2);
+        if (charsetEnd == nowhere) return start;
+        const std::size_t encodingEnd = findNear(text_, '?', charsetEnd + 1);
+        if (encodingEnd == nowhere) return start;
+        const std::size_t end = text_.find('?', encodingEnd + 1);
+        if (end == nowhere || text_.substr(end, 2) != "?=") return start;
+        const std::string_view encoding = between(charsetEnd + 1, encodingEnd);
+        const std::string_view payload = between(encodingEnd + 1, end);
+        const bool isBase64 = encoding == "B" || encoding == "b";
+        if (!isBase64 && encoding != "Q" && encoding != "q") return start;
+        char* const octets = roomFor(payload.size());  // decoded it is no longer
+        char* const last = isBase64 ? decodeBase64(payload, octets) : decodeQuoted(payload, octets);
         Zeb_String word;
-        const AdCharset& charset = charsetOf(between(start + 2, marks[0]));
-        if (!AdMbcsString::cvtToTchar(charset, octets_.data(), octets_.size(), word, 0))
+        if (!AdMbcsString::cvtToTchar(charsetOf(between(start + 2, charsetEnd)), octets,
+                                      static_cast<std::size_t>(last - octets), word, 0))
             return start;
         append(std::move(word), out_);
-        return from + 1;
+        return end + 2;
+    }
+
+    char* roomFor(std::size_t size) {
+        if (size <= room_.size()) return room_.data();
+        largeRoom_.resize(size);
+        return largeRoom_.data();
     }
 
     const AdCharset& charsetOf(std::string_view name) {
+        if (name == "UTF-8" || name == "utf-8") return AdCharset::getUTF8Charset();
         if (!charset_ || name != charsetName_) charset_ = charsetNamed(asciiText(name));
         charsetName_ = name;
         return *charset_;
@@ -172,8 +176,9 @@ class WordDecoder {
 
     std::string_view text_;
     Zeb_String out_;
-    std::string octets_;            // of the word at hand
-    std::string_view charsetName_;  // of the word before
+    std::array<char, 128> room_;    // for the octets of a word
+    std::string largeRoom_;         // for those of a larger one
+    std::string_view charsetName_;  // of charset_
     std::optional<AdCharset> charset_;
 };
 
