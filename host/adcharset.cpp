@@ -4,8 +4,9 @@
 // US-ASCII, UTF-8 and ISO-8859-1 are converted here, directly; every other charset by ICU. Each
 // path notes whether everything had a form; AdCharsetCodec chooses the path and applies the mode.
 //
-// What ICU takes long for is kept until the library goes: converters that are open, and what it
-// told about a name. Neither grows without bound, and neither waits for another thread.
+// What ICU takes long for is kept until the library goes: converters that are open, the units of
+// charsets of one octet a character, and what it told about a name. None grows without bound, and
+// none waits for another thread.
 #include "host/adcharset.h"
 
 #include <unicode/char16ptr.h>
@@ -16,6 +17,7 @@
 #include <array>
 #include <atomic>
 #include <climits>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -242,23 +244,91 @@ bool convertInto(Text& out, std::size_t expected, Step step) {
     return hasSucceeded(status);
 }
 
-bool widenIcu(const char* name, Octets octets, Units& out) {
-    const BorrowedConverter converter(name);
-    if (!converter) return false;
+bool widenWith(UConverter* converter, Octets octets, Units& out) {
     bool isValid = true;
     UErrorCode status = U_ZERO_ERROR;
-    ucnv_setToUCallBack(converter.get(), replaceMalformed, &isValid, nullptr, nullptr, &status);
+    ucnv_setToUCallBack(converter, replaceMalformed, &isValid, nullptr, nullptr, &status);
     const char* source = octets.data;
     const char* const end = octets.data + octets.length;
     const auto fill = [&](unsigned short* room, unsigned short* limit, UErrorCode& error) {
         const icu::Char16Ptr first(room);
         UChar* target = first;
-        ucnv_toUnicode(converter.get(), &target, icu::Char16Ptr(limit), &source, end, nullptr,
+        ucnv_toUnicode(converter, &target, icu::Char16Ptr(limit), &source, end, nullptr,
                        /*flush=*/true, &error);
         return static_cast<std::size_t>(target - first);
     };
     // An octet makes one unit at most, in nearly all charsets.
     return convertInto(out, octets.length, fill) && isValid;
+}
+
+/// The units of a charset in which each octet is a character.
+struct OctetTable {
+    const char* name;                       // ICU's own text
+    std::array<unsigned short, 256> units;  // utf::replacement where ICU is to be asked
+};
+
+/// Tables, by the names of their charsets; one whose place is taken has none.
+class OctetTables {
+  public:
+    constexpr OctetTables() = default;
+    ~OctetTables() {
+        for (const auto& place : places_) delete place.load();
+    }
+    OctetTables(const OctetTables&) = delete;
+    OctetTables& operator=(const OctetTables&) = delete;
+
+    /// Null when there is none.
+    const OctetTable* find(const char* name) const {
+        const OctetTable* const table = places_[placeOf(name)].load(std::memory_order_acquire);
+        return table && table->name == name ? table : nullptr;
+    }
+
+    /// Makes the table of a charset if it can have one.
+    void offer(const char* name, UConverter* converter) {
+        auto& place = places_[placeOf(name)];
+        if (place.load() || ucnv_getType(converter) != UCNV_SBCS) return;
+        auto table = std::make_unique<OctetTable>(OctetTable{name, {}});
+        Units units;
+        for (std::size_t i = 0; i < table->units.size(); ++i) {
+            const char octet = static_cast<char>(i);
+            const bool isUnit = widenWith(converter, {&octet, 1}, units) && units.size() == 1;
+            table->units[i] = isUnit ? units[0] : utf::replacement;
+        }
+        const OctetTable* nobody = nullptr;
+        if (place.compare_exchange_strong(nobody, table.get()))
+            table.release();  // NOLINT(bugprone-unused-return-value): it is in its place
+    }
+
+  private:
+    static constexpr std::size_t placeCount = 251;
+
+    static std::size_t placeOf(const char* name) {
+        return reinterpret_cast<std::uintptr_t>(name) % placeCount;
+    }
+
+    std::array<std::atomic<const OctetTable*>, placeCount> places_{};
+};
+
+constinit OctetTables octetTables;
+
+/// False, with units of no meaning, when there is an octet in it that ICU is to be asked for.
+bool widenByTable(const OctetTable& table, Octets octets, Units& out) {
+    out.resize(octets.length);
+    bool isKnown = true;
+    for (std::size_t i = 0; i < octets.length; ++i) {
+        out[i] = table.units[static_cast<unsigned char>(octets.data[i])];
+        isKnown = isKnown && out[i] != utf::replacement;
+    }
+    return isKnown;
+}
+
+bool widenIcu(const char* name, Octets octets, Units& out) {
+    const OctetTable* const table = octetTables.find(name);
+    if (table && widenByTable(*table, octets, out)) return true;
+    const BorrowedConverter converter(name);
+    if (!converter) return false;
+    if (!table) octetTables.offer(name, converter.get());
+    return widenWith(converter.get(), octets, out);
 }
 
 bool narrowIcu(const char* name, UnitSpan units, std::string& out) {
