@@ -250,6 +250,29 @@ TEST(DotStuffingWrite, RandomTextsInEverySplit) {
     }
 }
 
+TEST(DotStuffingWrite, DotAtAnyPlaceInALongText) {
+    for (const std::size_t size : {200, 8500}) {
+        for (std::size_t place = 0; place < 140; ++place) {
+            std::string text(size, 'x');
+            text.replace(place, 3, "\n.\n");
+            text.replace(size - place - 4, 2, "\n.");
+            SCOPED_TRACE("size " + std::to_string(size) + " place " + std::to_string(place));
+            compareWithSlowWriter(text, size, Target());
+        }
+    }
+}
+
+TEST(DotStuffingWrite, LineStartsWhereALongRunIsDivided) {
+    for (std::size_t place = 8180; place < 8200; ++place) {
+        std::string text(17'000, 'x');
+        text.replace(place, 4, "\n..\n");
+        text.replace(2 * place, 2, "\n.");
+        SCOPED_TRACE("place " + std::to_string(place));
+        compareWithSlowWriter(text, text.size(), Target());
+        compareWithSlowWriter(text, text.size(), Target(place + 3));
+    }
+}
+
 const std::string mixed = "..a\r\n.\r\nb.c\r\n\r\n...\nd\r.e\n.";
 
 TEST(DotStuffingWrite, TargetRefusesAfterAnyNumberOfOctets) {
