@@ -2,10 +2,13 @@
 // The client's side of a POP3 dialogue.
 #include "inet/pop3client.utf16.h"
 
+#include <bit>
+#include <cstdint>
 #include <sstream>
 #include <streambuf>
 #include <string_view>
 
+#include "inet/octetmask.utf16.h"
 #include "inet/readarea.utf16.h"
 #include "inet/wiretext.utf16.h"
 
@@ -23,35 +26,76 @@ class MessageLines {
   public:
     explicit MessageLines(std::ostream& out) : out_(out) {}
 
-    /// False for the lone dot, which ends the message.
+    /// For lines of `count` octets with their line feeds.
+    void makeRoom(std::size_t count) {
+        const std::size_t wanted = length_ + count;
+        if (gathered_.size() < wanted) gathered_.resize(wanted);
+    }
+
+    /// False for the lone dot, which ends the message. Requires room for the line and a line feed.
     bool add(std::string_view line) {
         line = withoutTrailingBlanks(line);
-        if (line == ".") return false;
-        if (!isFirst_) gathered_ += '\n';  // Kept: the last line of a message gets no line end
+        if (line.starts_with('.')) {
+            line.remove_prefix(1);
+            if (line.empty()) return false;
+        }
+        if (!isFirst_) gathered_[length_++] = '\n';  // Kept: the last line gets no line end
         isFirst_ = false;
-        gathered_ += line.starts_with('.') ? line.substr(1) : line;
+        length_ += line.copy(gathered_.data() + length_, line.size());
         return true;
     }
 
     void write() {
-        out_.write(gathered_.data(), static_cast<std::streamsize>(gathered_.size()));
-        gathered_.clear();
+        out_.write(gathered_.data(), static_cast<std::streamsize>(length_));
+        length_ = 0;
     }
 
   private:
     std::ostream& out_;
-    std::string gathered_;
+    std::string gathered_;  // room, longer than what is in it
+    std::size_t length_ = 0;
     bool isFirst_ = true;
+};
+
+/// Where the lines of some octets end, one after the other.
+class LineFeeds {
+  public:
+    explicit LineFeeds(std::string_view octets) : octets_(octets) {}
+
+    /// The place of the next line feed; npos when there is none.
+    std::size_t next() {
+        while (mask_ == 0) {
+            if (octets_.size() - looked_ < octetsInMask) return nextOfRest();
+            mask_ = octetMask(octets_.data() + looked_, '\n');
+            looked_ += octetsInMask;
+        }
+        const auto place = static_cast<std::size_t>(std::countr_zero(mask_));
+        mask_ &= mask_ - 1;
+        return looked_ - octetsInMask + place;
+    }
+
+  private:
+    std::size_t nextOfRest() {
+        const std::size_t place = octets_.find('\n', looked_);
+        looked_ = place == std::string_view::npos ? octets_.size() : place + 1;
+        return place;
+    }
+
+    const std::string_view octets_;
+    std::size_t looked_ = 0;
+    std::uint64_t mask_ = 0;  // of the last 64 octets looked at
 };
 
 /// Adds the whole lines that have been received already. False when the lone dot was among them;
 /// what follows it is left.
 bool addLinesAtHand(std::streambuf& connection, MessageLines& lines) {
     const std::string_view octets = ReadArea::of(connection);
+    lines.makeRoom(octets.size());
+    LineFeeds lineFeeds(octets);
     std::size_t start = 0;
     bool isInMessage = true;
     while (isInMessage) {
-        const std::size_t end = octets.find('\n', start);
+        const std::size_t end = lineFeeds.next();
         if (end == std::string_view::npos) break;
         isInMessage = lines.add(octets.substr(start, end - start));
         start = end + 1;
@@ -89,6 +133,7 @@ bool POP3Client::readLines(std::ostream& out) {
     MessageLines lines(out);
     std::string line;
     while (socketgetline(connection_, line).good()) {
+        lines.makeRoom(line.size() + 1);
         if (!lines.add(line)) return true;
         const bool isEnd = !addLinesAtHand(*connection_.rdbuf(), lines);
         lines.write();

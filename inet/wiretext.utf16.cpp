@@ -6,8 +6,6 @@
 
 namespace {
 constexpr AdDiagnosticId mailDiagnostics = 11;
-
-bool isTrailingBlank(char octet) { return octet == '\r' || octet == ' ' || octet == '\t'; }
 }  // namespace
 
 bool asciiOctets(const Zeb_String& text, std::string& octets) {
@@ -23,12 +21,6 @@ bool oneLineOctets(const Zeb_String& text, std::string& octets) {
     if (std::none_of(octets.begin(), octets.end(), breaksLine)) return true;
     octets.clear();
     return false;
-}
-
-std::string_view withoutTrailingBlanks(std::string_view line) {
-    std::size_t length = line.size();
-    while (length > 0 && isTrailingBlank(line[length - 1])) --length;
-    return length == 0 ? line : line.substr(0, length);
 }
 
 void removeTrailingBlanks(std::string& line) { line.resize(withoutTrailingBlanks(line).size()); }

@@ -18,9 +18,16 @@ bool asciiOctets(const Zeb_String& text, std::string& octets);
 /// that none can smuggle in a line of its own.
 bool oneLineOctets(const Zeb_String& text, std::string& octets);
 
+/// Of a line that was received.
+inline bool isTrailingBlank(char octet) { return octet == '\r' || octet == ' ' || octet == '\t'; }
+
 /// A line that was received, without the blanks, tabs and carriage returns at its end. Kept: a line
 /// of blanks alone stays as it is, so a blank line of a message is a lone carriage return.
-std::string_view withoutTrailingBlanks(std::string_view line);
+inline std::string_view withoutTrailingBlanks(std::string_view line) {
+    std::size_t length = line.size();
+    while (length > 0 && isTrailingBlank(line[length - 1])) --length;
+    return length == 0 ? line : line.substr(0, length);
+}
 void removeTrailingBlanks(std::string& line);
 
 /// Whether the host wants the library's reports (diagnostic id 11).

@@ -80,6 +80,13 @@ TEST(Pop3Pieces, makeNoDifferenceToAMessageOfManyReceives) {
     expectSameInAllPieces(octets + ".\r\nnext\r\n");
 }
 
+TEST(Pop3Pieces, makeNoDifferenceToShortLines) {
+    std::string octets;
+    for (std::size_t i = 0; octets.size() < 5'000; ++i)
+        octets += std::string(i % 5 == 0 ? 2 : 0, '.') + std::string(i * i % 7, 'x') + "\r\n";
+    expectSameInAllPieces(octets + ".\r\nnext\r\n");
+}
+
 TEST(Pop3Pieces, makeNoDifferenceToLinesAsLongAsAReceive) {
     for (const std::size_t length : {1021, 1022, 1023, 1024, 1025, 2047, 2048, 5000})
         expectSameInAllPieces(std::string(length, 'x') + "\r\n.\r\nnext\r\n");
