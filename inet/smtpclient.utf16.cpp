@@ -5,7 +5,6 @@
 #include "inet/smtpclient.utf16.h"
 
 #include <algorithm>
-#include <sstream>
 #include <streambuf>
 #include <string_view>
 
@@ -162,10 +161,12 @@ bool SMTPClient::giveUp() {
 
 /// Leaves out the server's name. Kept: the last line of an EHLO reply is no extension.
 void SMTPClient::storeExtensions() {
-    std::istringstream lines(replyText_);
-    std::string line;
-    std::getline(lines, line);
-    while (std::getline(lines, line).good()) extensions_.push_back(line);
+    std::size_t start = replyText_.find('\n');
+    while (start != std::string::npos) {
+        const std::size_t end = replyText_.find('\n', ++start);
+        if (end != std::string::npos) extensions_.push_back(replyText_.substr(start, end - start));
+        start = end;
+    }
 }
 
 bool SMTPClient::isExtensionSupported(const Zeb_String& name) const {
