@@ -44,7 +44,7 @@ struct SandboxArguments {
     std::vector<std::string> refused;
     std::vector<std::string> ehloLines;
     sandbox::Limits limits = {};
-    std::size_t maxLine = 1000;  // RFC 5321 4.5.3.1.6; commands may be longer than 512 octets too
+    std::optional<std::size_t> maxLine;
     std::vector<std::string> faults;
     std::uint32_t slowness = 2000;  // milliseconds
     std::optional<std::uint64_t> seed;
@@ -158,7 +158,8 @@ sandbox::ServerOptions serverOptions(const SandboxArguments& arguments) {
     if (!arguments.folder.empty()) options.folder = arguments.folder;
     if (!arguments.maildir.empty()) options.maildir = arguments.maildir;
     options.limits = arguments.limits;
-    options.limits.commandLine = options.limits.dataLine = arguments.maxLine;
+    if (arguments.maxLine)
+        options.limits.commandLine = options.limits.dataLine = *arguments.maxLine;
     options.ehloLines =
         arguments.ehloLines.empty() ? sandbox::usualEhloLines(options.limits) : arguments.ehloLines;
     options.replies = faults(arguments);
@@ -273,8 +274,10 @@ void addLimitOptions(CLI::App& command, SandboxArguments& arguments) {
     sandbox::Limits& limits = arguments.limits;
     addCount(command, "--max-size", limits.message,
              "octets of the largest mail, announced as SIZE; 0 is no limit");
-    addCount(command, "--max-line", arguments.maxLine,
-             "octets of the longest line of a command or mail; 0 is no limit");
+    addCount(
+        command, "--max-line", arguments.maxLine,
+        "octets of the longest line of a command or mail; 0 is no limit; when left out, 1000 for "
+        "a command and no limit for mail");
     addCount(command, "--max-recipients", limits.recipients,
              "most recipients of a mail; 0 is no limit");
     addCount(command, "--max-connections", limits.connections,

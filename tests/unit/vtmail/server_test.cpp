@@ -303,13 +303,15 @@ TEST(SandboxCommand, RefusesLinesThatAreTooLongAndGoesOn) {
                                HasSubstr("\r\n500 a line is too long\r\n221 ")));
 }
 
-TEST(SandboxCommand, TakesLinesOfAThousandOctets) {
+TEST(SandboxCommand, TakesCommandsOfAThousandOctetsAndAnyLineOfAMail) {
     const Sandbox sandbox({});
-    const std::string begin = "MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\nDATA\r\n";
     const std::string replies =
-        talk(sandbox.port("SMTP"), "HELO me\r\n" + begin + std::string(998, 'x') + "\r\n.\r\n" +
-                                       begin + std::string(999, 'x') + "\r\n.\r\nQUIT\r\n");
-    EXPECT_THAT(replies, AllOf(HasSubstr("250 message kept"), HasSubstr("500 a line is too long")));
+        talk(sandbox.port("SMTP"), "NOOP " + std::string(993, 'x') + "\r\nNOOP " +
+                                       std::string(994, 'x') + "\r\nHELO me\r\n" +
+                                       "MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\nDATA\r\n" +
+                                       std::string(5000, 'x') + "\r\n.\r\nQUIT\r\n");
+    EXPECT_THAT(replies, AllOf(HasSubstr("250 done nothing\r\n500 line too long\r\n250 sandbox"),
+                               HasSubstr("250 message kept")));
 }
 
 TEST(SandboxCommand, RefusesRecipientsAndConnectionsTooMany) {
