@@ -19,7 +19,7 @@ std::vector<std::string> environmentWith(const std::map<std::string, std::string
         const std::string text = *entry;
         if (!variables.contains(text.substr(0, text.find('=')))) all.push_back(text);
     }
-    for (const auto& [name, value] : variables) all.push_back(name + '=' + value);
+    for (const auto& [name, value] : variables) all.emplace_back(name).append("=").append(value);
     return all;
 }
 
@@ -64,6 +64,7 @@ ShellCommand::ShellCommand(const std::string& text,
     char* const arguments[] = {shell.data(), option.data(), command.data(), nullptr};
     std::vector<std::string> environment = environmentWith(variables);
     std::vector<char*> entries;
+    entries.reserve(environment.size() + 1);
     for (std::string& entry : environment) entries.push_back(entry.data());
     entries.push_back(nullptr);
     const SpawnAttributes attributes(held.before(), hasOwnGroup_);
