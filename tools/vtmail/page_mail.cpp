@@ -111,12 +111,12 @@ void addTextOf(Html& out, const Entity& entity, std::size_t& left) {
 void addReadableTexts(Html& out, const GuardedMessage& message) {
     std::size_t left = mostText;
     for (const Entity& entity : readableTexts(message)) {
+        if (left == 0) {
+            out << "<p class=\"quiet\">There is more text in the parts below.</p>\n";
+            return;
+        }
         out << "<h2>Text " << oneLine(entity.path) << "</h2>\n";
-        if (left > 0)
-            addTextOf(out, entity, left);
-        else
-            out << "<p class=\"quiet\">Too much for this page; see the part.</p>\n";
-        if (left == 0) return;
+        addTextOf(out, entity, left);
     }
 }
 
