@@ -22,6 +22,9 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 constexpr int mostConnections = 16;
+const char* const policy =
+    "Content-Security-Policy: default-src 'none'; style-src 'self'; base-uri 'none'; "
+    "form-action 'none'; frame-ancestors 'none'";
 
 page::Reply echo(const std::string& path) { return {200, "text/plain", "path " + path}; }
 
@@ -69,9 +72,7 @@ TEST_F(PageServer, EveryAnswerIsSafeToOpen) {
     for (const auto& [status, answer] : rows) {
         EXPECT_THAT(answer, StartsWith("HTTP/1.1 " + status + " "));
         for (const char* field :
-             {"Content-Security-Policy: default-src 'none'; style-src 'self'; base-uri 'none'; "
-              "form-action 'none'; frame-ancestors 'none'",
-              "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
+             {policy, "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
               "Cache-Control: no-store", "Cross-Origin-Resource-Policy: same-origin"})
             EXPECT_THAT(answer, HasSubstr(std::string("\r\n") + field + "\r\n")) << status;
         EXPECT_THAT(answer, Not(HasSubstr("Access-Control"))) << status;
