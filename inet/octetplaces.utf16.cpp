@@ -2,29 +2,25 @@
 // AVX2 looks at 32 octets a step, and BMI and POPCNT count through the bits of 64.
 #include "inet/octetplaces.utf16.h"
 
-namespace {
+#include <string_view>
 
-template <typename IsWanted>
-std::size_t findPlainly(const char* octets, std::size_t count, OctetPlaces& places,
-                        IsWanted isWanted) {
+std::size_t plain::findEqualsSigns(const char* octets, std::size_t count, OctetPlaces& places) {
+    const std::string_view stretch(octets, count);
     std::uint16_t* next = places.data();
-    for (std::size_t at = 0; at < count; ++at) {
-        *next = static_cast<std::uint16_t>(at);
-        next += isWanted(octets[at]) ? 1 : 0;
-    }
+    for (auto at = stretch.find('='); at != std::string_view::npos; at = stretch.find('=', at + 1))
+        *next++ = static_cast<std::uint16_t>(at);
     return static_cast<std::size_t>(next - places.data());
 }
 
-}  // namespace
-
-std::size_t plain::findEqualsSigns(const char* octets, std::size_t count, OctetPlaces& places) {
-    return findPlainly(octets, count, places, [](char octet) { return octet == '='; });
-}
-
 std::size_t plain::findStrange(const char* octets, std::size_t count, OctetPlaces& places) {
-    return findPlainly(octets, count, places, [](char octet) {
-        return octet == '=' || ((octet < ' ' || octet > '~') && octet != '\t');
-    });
+    std::uint16_t* next = places.data();
+    for (std::size_t at = 0; at < count; ++at) {
+        const char octet = octets[at];
+        const bool isOutside = (octet < ' ' || octet > '~') && octet != '\t';
+        *next = static_cast<std::uint16_t>(at);
+        next += isOutside || octet == '=' ? 1 : 0;
+    }
+    return static_cast<std::size_t>(next - places.data());
 }
 
 #ifdef __x86_64__
@@ -65,7 +61,7 @@ struct Strange {
 /// A bit for each of 64 octets, the lowest for the first.
 template <typename Kind>
 VTINETLIB_AVX2 std::uint64_t maskOf(const char* octets, Kind kind) {
-    const auto half = [&](std::size_t at) __attribute__((target("avx2"))) {
+    const auto half = [&](std::size_t at) VTINETLIB_AVX2 {
         const auto* const from = reinterpret_cast<const __m256i*>(octets + at);
         return static_cast<unsigned>(_mm256_movemask_epi8(kind(_mm256_loadu_si256(from))));
     };
@@ -76,7 +72,7 @@ VTINETLIB_AVX2 std::uint64_t maskOf(const char* octets, Kind kind) {
 /// many there are.
 VTINETLIB_AVX2 std::size_t putPlaces(std::uint64_t mask, std::size_t start, std::uint16_t* to) {
     const auto count = static_cast<std::size_t>(_mm_popcnt_u64(mask));
-    const auto putNext = [&]() __attribute__((target("bmi"))) {
+    const auto putNext = [&]() VTINETLIB_AVX2 {
         *to++ = static_cast<std::uint16_t>(start + _tzcnt_u64(mask));
         mask = _blsr_u64(mask);
     };
