@@ -81,7 +81,7 @@ Zeb_String::Zeb_String(unsigned short unit, int count) {
 
 Zeb_String Zeb_String::FromUnits(const unsigned short* units, std::size_t count) {
     Zeb_String text;
-    text.units_ = Units(units, checkedLength(count));  // has no room left over
+    if (count > 0) text.units_ = Units(units, checkedLength(count));  // has no room left over
     return text;
 }
 
