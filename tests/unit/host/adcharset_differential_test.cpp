@@ -344,7 +344,8 @@ TEST(CharsetNames, EachAliasOfIcuIsKnownTheFirstTimeAndLater) {
                 for (const Zeb_String& asked : {wide(alias), inUpperCase(alias)}) {
                     const bool hasOptions = asked.Find(u",") >= 0;
                     const AdCharset charset(asked);
-                    ASSERT_EQ(charset.isKnown(), !hasOptions) << alias;
+                    const bool isRefused = hasOptions || wide(converter) == u"x11-compound-text";
+                    ASSERT_EQ(charset.isKnown(), !isRefused) << alias;
                     ASSERT_EQ(charset.getMimeName(),
                               hasOptions ? asked : mimeNameByIcu(alias, asked))
                         << alias;
