@@ -39,7 +39,8 @@ class MessageLines {
             line.remove_prefix(1);
             if (line.empty()) return false;
         }
-        if (!isFirst_) gathered_[length_++] = '\n';  // Kept: the last line gets no line end
+        // Kept: the last line of a message gets no line end.
+        if (!isFirst_) gathered_[length_++] = '\n';
         isFirst_ = false;
         length_ += line.copy(gathered_.data() + length_, line.size());
         return true;

@@ -278,7 +278,8 @@ Reply partReply(const sandbox::Arrival& mail, const Entity& part) {
     Html out;
     addWayBack(out, mail);
     if (isLeaf(part)) addDownload(out, mail, part);
-    out << "</nav>\n<h1>Part " << oneLine(part.path) << " of mail " << mail.number << "</h1>\n";
+    out << "</nav>\n<h1>Part number " << oneLine(part.path) << " of mail " << mail.number
+        << "</h1>\n";
     addDescription(out, part);
     if (part.decoder->isText()) {
         std::size_t left = mostText;
@@ -290,7 +291,7 @@ Reply partReply(const sandbox::Arrival& mail, const Entity& part) {
         out << "<h2>Header fields</h2>\n";
         addHeaderFields(out, *part.decoder);
     }
-    return htmlReply("Part " + part.path + " of mail " + std::to_string(mail.number), out);
+    return htmlReply("Part number " + part.path + " of mail " + std::to_string(mail.number), out);
 }
 
 Reply partFileReply(const Entity& part) { return fileReply(fileNameFor(part), contentOf(part)); }

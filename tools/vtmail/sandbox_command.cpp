@@ -235,20 +235,27 @@ void serve(const SandboxArguments& arguments) {
 
 void addPlaceOptions(CLI::App& command, SandboxArguments& arguments) {
     command.add_option("--address", arguments.address, "address to listen on")
+        ->type_name("IP")
         ->capture_default_str();
     command.add_flag("--allow-remote", arguments.mayBeRemote,
                      "let --address be one that other machines can reach");
     command.add_option("--smtp-port", arguments.smtpPort, "port of SMTP; 0 picks a free one")
+        ->type_name("PORT")
         ->capture_default_str();
     command.add_option("--pop3-port", arguments.pop3Port, "port of POP3; 0 picks a free one")
+        ->type_name("PORT")
         ->capture_default_str();
-    command.add_option("--page-port", arguments.pagePort,
-                       "serve a page to look at the mails on this port; 0 picks a free one");
+    command
+        .add_option("--page-port", arguments.pagePort,
+                    "serve a page to look at the mails on this port; 0 picks a free one")
+        ->type_name("PORT");
     CLI::Option* folder =
-        command.add_option("--folder", arguments.folder, "keep the mails as .eml files here");
+        command.add_option("--folder", arguments.folder, "keep the mails as .eml files here")
+            ->type_name("DIR");
     command
         .add_option("--maildir", arguments.maildir,
                     "keep the mails in this Maildir; those that are there are offered by POP3")
+        ->type_name("DIR")
         ->excludes(folder);
 }
 
@@ -267,6 +274,7 @@ CLI::Option* addCount(CLI::App& command, const std::string& name, Number& number
                       const std::string& description) {
     return command.add_option(name, number, description)
         ->check(CLI::Validator(countError, ""))
+        ->type_name("N")
         ->capture_default_str();
 }
 
@@ -286,10 +294,12 @@ void addLimitOptions(CLI::App& command, SandboxArguments& arguments) {
 
 void addFaultOptions(CLI::App& command, SandboxArguments& arguments) {
     command.add_option("--refuse", arguments.refused, "refuse this recipient (may be repeated)")
+        ->type_name("ADDRESS")
         ->allow_extra_args(false);
     command
         .add_option("--ehlo", arguments.ehloLines,
                     "a line of the EHLO reply, instead of the usual ones (may be repeated)")
+        ->type_name("LINE")
         ->allow_extra_args(false);
     command
         .add_option("--fault", arguments.faults,

@@ -22,8 +22,8 @@ using testing::ThrowsMessage;
 
 namespace {
 
-constexpr auto client = Line::Side::Client;
-constexpr auto server = Line::Side::Server;
+constexpr auto clientSide = Line::Side::Client;
+constexpr auto serverSide = Line::Side::Server;
 
 TEST(Server, picksDifferentFreePorts) {
     const Server one;
@@ -146,19 +146,19 @@ TEST(ServerTranscript, hasTheLinesOfTheDialoguesWithoutMessages) {
     reader.lines("RETR 1");
     const auto lines = talking.transcript();
     ASSERT_EQ(lines.size(), 17U);
-    EXPECT_EQ(lines[1], (Line{client, "HELO localhost", Service::Smtp, 1}));
-    EXPECT_EQ(lines[2], (Line{server, "250 sandbox.localhost", Service::Smtp, 1}));
-    EXPECT_EQ(lines[7], (Line{client, "DATA", Service::Smtp, 1}));
-    EXPECT_EQ(lines[9], (Line{server, "250 message kept", Service::Smtp, 1}));
-    EXPECT_EQ(lines[11], (Line{client, "USER any", Service::Pop3, 2}));
-    EXPECT_EQ(lines[16], (Line{server, "+OK 8 octets", Service::Pop3, 2}));
+    EXPECT_EQ(lines[1], (Line{clientSide, "HELO localhost", Service::Smtp, 1}));
+    EXPECT_EQ(lines[2], (Line{serverSide, "250 sandbox.localhost", Service::Smtp, 1}));
+    EXPECT_EQ(lines[7], (Line{clientSide, "DATA", Service::Smtp, 1}));
+    EXPECT_EQ(lines[9], (Line{serverSide, "250 message kept", Service::Smtp, 1}));
+    EXPECT_EQ(lines[11], (Line{clientSide, "USER any", Service::Pop3, 2}));
+    EXPECT_EQ(lines[16], (Line{serverSide, "+OK 8 octets", Service::Pop3, 2}));
 }
 
 TEST(ServerTranscript, showsWhatWasReallySaid) {
     const Server cutting({.replies = {{Service::Smtp, sandbox::Step::Greeting,
                                        sandbox::Reply::usual().cutAfter(4)}}});
     EXPECT_EQ(Client(cutting.smtpPort()).rest(), "220 ");
-    EXPECT_THAT(cutting.transcript(), ElementsAre(Line{server, "220 ", Service::Smtp, 1}));
+    EXPECT_THAT(cutting.transcript(), ElementsAre(Line{serverSide, "220 ", Service::Smtp, 1}));
 }
 
 TEST(ServerTranscript, goesToTheObserverLineByLine) {

@@ -204,9 +204,9 @@ TEST(PageRaw, TheFileHasTheOctetsAsTheyCame) {
 
 TEST(PagePart, ATextIsDescribedAndShown) {
     EXPECT_THAT(PageOf({richMail}).show("/mails/1/parts/1.1.1"),
-                AllOf(HasSubstr("<h1>Part 1.1.1 of mail 1</h1>"), HasSubstr(">iso-8859-1</td>"),
-                      HasSubstr(">naïve\n</pre>"), HasSubstr(">quoted-printable</td>"),
-                      HasSubstr("\"/mails/1\">Mail 1</a>")));
+                AllOf(HasSubstr("<h1>Part number 1.1.1 of mail 1</h1>"),
+                      HasSubstr(">iso-8859-1</td>"), HasSubstr(">naïve\n</pre>"),
+                      HasSubstr(">quoted-printable</td>"), HasSubstr("\"/mails/1\">Mail 1</a>")));
 }
 
 TEST(PagePart, OneWithoutTextCanBeStored) {

@@ -447,6 +447,14 @@ TEST(SandboxExec, TellsItsCommandTheFolderFromTheRoot) {
     EXPECT_EQ(run(command).out, "[]\n");
 }
 
+TEST(SandboxExec, TellsItsCommandWhereThePageIs) {
+    const Outcome outcome = run("echo \"[$VTMAIL_SANDBOX_PAGE]\"", {"--page-port", "0"});
+    const std::string page = outcome.out.substr(1, outcome.out.find(']') - 1);
+    EXPECT_THAT(page, StartsWith("http://127.0.0.1:"));
+    EXPECT_THAT(outcome.err, HasSubstr(", page on " + page + "; "));
+    EXPECT_EQ(run("echo \"[$VTMAIL_SANDBOX_PAGE]\"").out, "[]\n");
+}
+
 // These commands sleep in small pieces: a trap of the shell has to wait for the end of each.
 
 TEST(SandboxExec, PassesEndSignalsOn) {
