@@ -66,7 +66,7 @@ VTINETLIB_AVX2 OctetRun decodeLines(std::string_view octets, char* to, std::size
         const unsigned digits =
             digitValues(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)), values);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + all.given), joinBits(values));
-        const unsigned groups = digits / 4;
+        const std::size_t groups = digits / 4;
         if (groups == 0) break;
         all.taken += skipped + 4 * groups;
         all.given += 3 * groups;

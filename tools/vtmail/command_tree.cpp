@@ -14,6 +14,7 @@ std::vector<std::string> namesOf(const CLI::Option& option) {
 
 std::vector<std::string> lastNamesOf(const std::set<CLI::Option*>& options) {
     std::vector<std::string> names;
+    names.reserve(options.size());
     for (const CLI::Option* option : options) names.push_back(namesOf(*option).back());
     std::sort(names.begin(), names.end());
     return names;
