@@ -138,7 +138,7 @@ JobKind clientJob(const std::string& encoding, const std::string& body) {
     };
     return {.name = "Send_" + encoding,
             .make = make,
-            .fewestAllocations = 150,
+            .fewestAllocations = 120,
             .fewestCalls = callsOfConnections(8)};
 }
 

@@ -130,7 +130,7 @@ TEST_P(SendToGiven, TheAddressAloneGoesOut) {
         EXPECT_THAT(server.transcript(),
                     Contains(Field(&sandbox::Line::text, StartsWith(command + address))));
         const bool isInHeader = option != std::string("--bcc");
-        const std::string& data = server.messages().back().data;
+        const std::string data = server.messages().back().data;
         EXPECT_EQ(data.find(address) != std::string::npos, isInHeader) << option;
     }
 }
