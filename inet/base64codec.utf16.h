@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// base64 (RFC 2045, 6.8; RFC 2047 "B") between two stretches of memory. Internal to transferstream.
+// base64 (RFC 2045, 6.8; RFC 2047 "B") between two stretches of memory. Internal to the library.
 //
 // What base64buf does with streams, these do with what is at hand: whole groups of three octets and
 // four digits. Units: octets. Nothing here fails or throws; any thread.

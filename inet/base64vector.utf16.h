@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// base64 digits by vector instructions, where the machine has them. Internal to transferstream.
+// base64 digits by vector instructions, where the machine has them. Internal to the library.
 //
 // Blocks of 24 octets to or from 32 digits (RFC 2045, 6.8), without padding. Where the processor
 // lacks the instructions no block is done, and the caller's plain code does all. Units: octets.

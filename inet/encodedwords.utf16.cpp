@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
+
+#include "inet/base64codec.utf16.h"
 
 Zeb_String asciiText(std::string_view octets) {
     std::array<unsigned short, 64> units;
@@ -51,36 +54,24 @@ constexpr std::array<signed char, 256> digitsOf(std::string_view alphabet) {
     return digits;
 }
 
-constexpr std::array<signed char, 256> base64Digits = [] {
-    auto digits = digitsOf("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
-    digits[0] = 0;  // as in base64buf: NUL counts as "A"
-    return digits;
-}();
-
 constexpr std::array<signed char, 256> hexDigits = digitsOf("0123456789ABCDEF");
 
 int digitOf(const std::array<signed char, 256>& digits, char c) {
     return digits[static_cast<unsigned char>(c)];
 }
 
-/// As base64buf reads: what is no digit is skipped, up to the first "=". Returns the end of what it
-/// wrote.
-char* decodeBase64(std::string_view text, char* to) {
-    for (; text.size() >= 4; text.remove_prefix(4)) {
-        const int group = digitOf(base64Digits, text[0]) << 18 |
-                          digitOf(base64Digits, text[1]) << 12 |
-                          digitOf(base64Digits, text[2]) << 6 | digitOf(base64Digits, text[3]);
-        if (group < 0) break;  // one of them is none, or the end
-        *to++ = static_cast<char>(group >> 16);
-        *to++ = static_cast<char>(group >> 8 & 0xFF);
-        *to++ = static_cast<char>(group & 0xFF);
-    }
+/// As base64buf reads: what is no digit is skipped, up to the first "="; the octets of a group that
+/// is not whole count, too. Returns the end of what it wrote.
+char* decodePayloadB(std::string_view text, std::span<char> room) {
+    const OctetRun groups = decodeBase64(text, room.data(), room.size());
+    char* to = room.data() + groups.given;
+    text.remove_prefix(groups.taken);
     unsigned bits = 0;
     int bitCount = 0;
     for (const char c : text.substr(0, text.find('='))) {
-        const int digit = digitOf(base64Digits, c);
+        const int digit = base64Digits[static_cast<unsigned char>(c)];
         if (digit < 0) continue;
-        bits = bits << 6 | static_cast<unsigned>(digit);
+        bits = bits << 6 | (static_cast<unsigned>(digit) & 0x3F);
         bitCount += 6;
         if (bitCount < 8) continue;
         bitCount -= 8;
@@ -91,7 +82,7 @@ char* decodeBase64(std::string_view text, char* to) {
 
 /// As quotedprintablebuf reads in header mode: up to the first malformed escape. Returns the end of
 /// what it wrote.
-char* decodeQuoted(std::string_view text, char* to) {
+char* decodePayloadQ(std::string_view text, char* to) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         char octet = text[i] == '_' ? ' ' : text[i];
         if (octet == '=') {
@@ -151,20 +142,21 @@ class WordDecoder {
         const std::string_view payload = between(encodingEnd + 1, end);
         const bool isBase64 = encoding == "B" || encoding == "b";
         if (!isBase64 && encoding != "Q" && encoding != "q") return start;
-        char* const octets = roomFor(payload.size());  // decoded it is no longer
-        char* const last = isBase64 ? decodeBase64(payload, octets) : decodeQuoted(payload, octets);
+        const std::span<char> octets = roomFor(payload.size());  // decoded it is no longer
+        char* const last =
+            isBase64 ? decodePayloadB(payload, octets) : decodePayloadQ(payload, octets.data());
         Zeb_String word;
-        if (!AdMbcsString::cvtToTchar(charsetOf(between(start + 2, charsetEnd)), octets,
-                                      static_cast<std::size_t>(last - octets), word, 0))
+        if (!AdMbcsString::cvtToTchar(charsetOf(between(start + 2, charsetEnd)), octets.data(),
+                                      static_cast<std::size_t>(last - octets.data()), word, 0))
             return start;
         append(std::move(word), out_);
         return end + 2;
     }
 
-    char* roomFor(std::size_t size) {
-        if (size <= room_.size()) return room_.data();
+    std::span<char> roomFor(std::size_t size) {
+        if (size <= room_.size()) return room_;
         largeRoom_.resize(size);
-        return largeRoom_.data();
+        return largeRoom_;
     }
 
     const AdCharset& charsetOf(std::string_view name) {
