@@ -192,14 +192,15 @@ OctetRun decodeStretch(const char* octets, std::size_t size, char* to) {
     return result();
 }
 
-/// Decodes a body in stretches while more than 128 octets are at hand and have room.
+/// Decodes a body in stretches while more than 128 octets are at hand and have room. The first ones
+/// are short, so that an escape that is malformed at once costs little.
 OctetRun decodeStretches(std::string_view octets, char* to, std::size_t room) {
     constexpr std::size_t margin = copySize;
     OctetRun all{0, 0};
-    for (;;) {
+    for (std::size_t longest = 64;; longest = std::min(4 * longest, longestStretch)) {
         const std::size_t left = std::min(octets.size() - all.taken, room - all.given);
         if (left <= 2 * margin) return all;
-        const std::size_t size = std::min(left - margin, longestStretch);
+        const std::size_t size = std::min(left - margin, longest);
         const OctetRun run = decodeStretch(octets.data() + all.taken, size, to + all.given);
         all += run;
         if (run.taken < size) return all;

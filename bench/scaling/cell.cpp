@@ -9,6 +9,7 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <vector>
 
 #include "bench/scaling/heap_peak.h"
 
@@ -43,17 +44,26 @@ void keepHeap() {
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
 }
 
-Cost repeatedly(const Work& work, const std::string& file, double seconds) {
+void emptyCaches() {
+    constexpr std::size_t cacheLine = 64;
+    static std::vector<unsigned char> other(128 << 20);
+    for (std::size_t at = 0; at < other.size(); at += cacheLine) ++other[at];
+}
+
+Cost repeatedly(const Work& work, const std::string& file, double seconds, bool isCold) {
     keepHeap();
     Cost cost;
     work(file);
     int count = 0;
     const double start = cpuSeconds();
     do {
+        if (isCold) emptyCaches();
+        const double begin = cpuSeconds();
         cost.found = work(file);
+        cost.seconds += cpuSeconds() - begin;
         ++count;
     } while (cpuSeconds() - start < seconds);
-    cost.seconds = (cpuSeconds() - start) / count;
+    cost.seconds /= count;
     return cost;
 }
 
@@ -75,12 +85,12 @@ void print(const Cost& cost) {
 
 int runCell(int argc, char** argv, const Work& work) {
     if (argc < 2) {
-        std::cerr << "usage: " << argv[0] << " FILE [SECONDS]\n";
+        std::cerr << "usage: " << argv[0] << " FILE [SECONDS [cold]]\n";
         return 2;
     }
     try {
         print(argc < 3 ? onceCounted(work, argv[1])
-                       : repeatedly(work, argv[1], std::strtod(argv[2], nullptr)));
+                       : repeatedly(work, argv[1], std::strtod(argv[2], nullptr), argc > 3));
     } catch (const std::bad_alloc&) {
         return 3;
     } catch (const std::exception& failure) {

@@ -20,9 +20,10 @@ struct Found {
 /// Reads the message in `file` and all that is in it.
 using Work = std::function<Found(const std::string& file)>;
 
-/// The arguments are FILE [SECONDS]. Prints one line of JSON: the CPU time of the work, in
+/// The arguments are FILE [SECONDS [cold]]. Prints one line of JSON: the CPU time of the work, in
 /// seconds, with what it found. Without SECONDS the work is done once, and `peak` is the most of
 /// the heap that it had in use, in octets. With SECONDS it is done once, and then until so much
-/// time has passed; the time is the mean of those, and the heap is not counted. Returns the exit
-/// code: 1 when the work threw, 3 when there was no memory left.
+/// time has passed; the time is the mean of those, and the heap is not counted. With "cold" the
+/// processor's caches are emptied before each. Returns the exit code: 1 when the work threw, 3 when
+/// there was no memory left.
 int runCell(int argc, char** argv, const Work& work);
