@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <asio.hpp>
-#include <csignal>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "sandbox/pop3_session.h"
+#include "sandbox/quiet_thread.h"
 #include "sandbox/script.h"
 #include "sandbox/session.h"
 #include "sandbox/smtp_session.h"
@@ -245,18 +245,6 @@ tcp::acceptor listenOn(asio::io_context& context, const ServerOptions& options, 
                                 "cannot listen for " + serviceName + " on " + options.address +
                                     ':' + std::to_string(port));
     }
-}
-
-/// A thread that leaves the signals of the process to the others.
-template <typename Work>
-std::thread startQuietThread(Work work) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread thread(work);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return thread;
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <exception>
 #include <map>
 #include <string_view>
@@ -19,6 +18,7 @@
 #include <thread>
 #include <utility>
 
+#include "sandbox/quiet_thread.h"
 #include "tools/vtmail/descriptor.h"
 
 namespace page {
@@ -224,18 +224,6 @@ struct DaemonDeleter {
     void operator()(MHD_Daemon* daemon) const { MHD_stop_daemon(daemon); }
 };
 
-/// A thread that leaves the signals of the process to the others.
-template <typename Work>
-std::thread startQuietThread(Work work) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread thread(work);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return thread;
-}
-
 }  // namespace
 
 class Server::Implementation {
@@ -245,7 +233,7 @@ class Server::Implementation {
           handler_(std::move(handler)),
           deadlines_(patience),
           daemon_(start(std::move(listener))),
-          thread_(startQuietThread([this] { run(); })) {}
+          thread_(sandbox::startQuietThread([this] { run(); })) {}
 
     ~Implementation() {
         eventfd_write(end_.number(), 1);

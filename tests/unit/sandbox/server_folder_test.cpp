@@ -2,13 +2,13 @@
 // What the server leaves on disk.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <filesystem>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "tests/unit/sandbox/file_limit.h"
 #include "tests/unit/sandbox/mail_clients.h"
 #include "tests/unit/sandbox/temporary_folder.h"
 
@@ -106,13 +106,8 @@ TEST_F(ServerFolder, refusesAMessageThatItCannotWrite) {
 TEST_F(ServerFolder, isLeftWithoutPartsOfAMessage) {
     const Server server({.folder = folder_});
     SmtpClient client(server);
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small{1000, before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    const std::string code = client.sendMessage(std::string(2000, 'x') + "\r\n");
-    setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_EQ(code, "451");
+    const FileLimit limit(1000);
+    EXPECT_EQ(client.sendMessage(std::string(2000, 'x') + "\r\n"), "451");
     EXPECT_THAT(names(), IsEmpty());
 }
 

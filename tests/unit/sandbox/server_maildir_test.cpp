@@ -2,7 +2,6 @@
 // A Maildir that the server fills and serves.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "tests/unit/sandbox/file_limit.h"
 #include "tests/unit/sandbox/mail_clients.h"
 #include "tests/unit/sandbox/temporary_folder.h"
 
@@ -137,13 +137,8 @@ TEST_F(ServerMaildir, keepsTheFilesOfMessagesThatPop3Deletes) {
 TEST_F(ServerMaildir, hasNoPartOfAMessageThatItCannotWrite) {
     const Server server({.maildir = maildir_});
     SmtpClient client(server);
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small{1000, before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    const std::string code = client.sendMessage(std::string(2000, 'x') + "\r\n");
-    setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_EQ(code, "451");
+    const FileLimit limit(1000);
+    EXPECT_EQ(client.sendMessage(std::string(2000, 'x') + "\r\n"), "451");
     EXPECT_THAT(names("new"), IsEmpty());
     EXPECT_THAT(names("tmp"), IsEmpty());
     EXPECT_THAT(server.mailbox(), IsEmpty());
