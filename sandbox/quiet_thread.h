@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <thread>
+#include <utility>
 
 namespace sandbox {
 
@@ -13,7 +14,7 @@ std::thread startQuietThread(Work work) {
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread thread(work);
+    std::thread thread(std::move(work));
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return thread;
 }
