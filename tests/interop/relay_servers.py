@@ -86,7 +86,7 @@ class _Listener(Server):
         self._process.wait(60)
 
 
-#: In a process group of its own, which it ends together with itself.
+#: In a process group of its own, which it tells to end as it ends itself.
 MASTER = ["setsid", "/usr/lib/postfix/sbin/master", "-d", "-c"]
 
 
@@ -106,6 +106,19 @@ class _Postfix(_Listener, MailServer):
             make_folder(self.queue / name, "postfix")
         make_folder(self.queue / "pid", "root")
         make_folder(self.data, "postfix")
+
+    def stop(self):
+        """The next one can have the ports: what only has been told to end may still hold them."""
+        super().stop()
+        self._await_end_of_group()
+
+    def _await_end_of_group(self):
+        """Orphans come to this process, which is the first of its namespace."""
+        try:
+            while True:
+                os.waitpid(-self._process.pid, 0)
+        except ChildProcessError:
+            pass
 
     # service type private unprivileged chroot wakeup maxproc command
     SERVICES = """

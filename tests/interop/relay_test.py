@@ -43,9 +43,10 @@ class RelayTest(unittest.TestCase):
         self.addCleanup(server.stop)
         return server
 
-    def send(self):
+    def send(self, result=1):
         mail = Mail(subject="Lot 7", body="Grüße\n")
-        return notification.deliver(self.sender, mail)["result"]
+        outcome = notification.deliver(self.sender, mail)
+        self.assertEqual(outcome["result"], result, f"{outcome['reports']}\n{logs()}")
 
     def arrived(self):
         """The one mail that the provider has stored."""
@@ -67,7 +68,7 @@ class RelayTest(unittest.TestCase):
 
     def test_postfix_sends_by_tls_and_with_the_login(self):
         relay = self.start(Relay(self.examples, Mailbox.PASSWORD))
-        self.assertEqual(self.send(), 1)
+        self.send()
         relay.await_deliveries()
         received = self.arrived().get_all("received")[0]
         self.assertIn("using TLSv1.3", received)
@@ -75,14 +76,14 @@ class RelayTest(unittest.TestCase):
 
     def test_postfix_keeps_what_the_provider_refuses_to_take(self):
         relay = self.start(Relay(self.examples, "another password"))
-        self.assertEqual(self.send(), 1)
+        self.send()
         relay.await_in_log("SASL authentication failed")
         self.check_that_it_waits(relay)
 
     def test_postfix_keeps_what_would_go_to_a_server_that_it_does_not_trust(self):
         relay_servers.trust("other")
         relay = self.start(Relay(self.examples, Mailbox.PASSWORD))
-        self.assertEqual(self.send(), 1)
+        self.send()
         relay.await_in_log("Server certificate not verified")
         self.check_that_it_waits(relay)
 
@@ -92,13 +93,13 @@ class RelayTest(unittest.TestCase):
 
     def test_stunnel_sends_by_tls(self):
         self.start(Tunnel(self.examples, "smtp", 25))
-        self.assertEqual(self.send(), 1)
+        self.send()
         self.assertIn("using TLSv1.3", self.arrived().get_all("received")[0])
 
     def test_stunnel_fetches_by_tls(self):
         self.start(Tunnel(self.examples, "smtp", 25))
         self.start(Tunnel(self.examples, "pop3", 110))
-        self.assertEqual(self.send(), 1)
+        self.send()
         self.arrived()
         self.assertEqual(self.fetch(), ["Lot 7"])
 
@@ -106,14 +107,17 @@ class RelayTest(unittest.TestCase):
         relay_servers.trust("other")
         self.start(Tunnel(self.examples, "smtp", 25))
         self.start(Tunnel(self.examples, "pop3", 110))
-        self.assertEqual(self.send(), 0)
+        self.send(result=0)
         self.assertIsNone(self.fetch())
 
 
+def logs():
+    return "\n".join(f"{file}:\n{file.read_text(errors='replace')}"
+                     for file in sorted(private_machine.SCRATCH.glob("*.log")))
+
+
 def give_up(_signal, _frame):
-    logs = (file for file in sorted(private_machine.SCRATCH.glob("*.log")))
-    print(f"not done within {TIME_LIMIT} s; the logs:",
-          *(f"{file}:\n{file.read_text(errors='replace')}" for file in logs), sep="\n", flush=True)
+    print(f"not done within {TIME_LIMIT} s; the logs:", logs(), sep="\n", flush=True)
     os._exit(1)
 
 
