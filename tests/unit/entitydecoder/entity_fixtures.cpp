@@ -140,6 +140,7 @@ std::string textOf(MIMEDecoder& entity) {
     if (!entity.isText()) throw std::logic_error("no text");
     WideTarget target;
     std::basic_ostream<unsigned short> out(&target);
+    out.exceptions(std::ios_base::badbit);  // a target that throws is not passed over
     entity.getTextDecoder()->getText(out);
     return utf8(target.text());
 }
