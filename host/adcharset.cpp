@@ -5,8 +5,8 @@
 // path notes whether everything had a form; AdCharsetCodec chooses the path and applies the mode.
 //
 // What ICU takes long for is kept until the library goes: converters that are open, the units of
-// charsets of one octet a character, and what it told about a name. None grows without bound, and
-// none waits for another thread.
+// charsets of one octet a character and of ISO-2022-JP, and what it told about a name. None grows
+// without bound, and none waits for another thread.
 #include "host/adcharset.h"
 
 #include <unicode/char16ptr.h>
@@ -25,6 +25,7 @@
 #include <utility>
 
 #include "host/exceptions.h"
+#include "host/iso2022jp.h"
 #include "host/utf8.h"
 
 namespace {
@@ -322,7 +323,54 @@ bool widenByTable(const OctetTable& table, Octets octets, Units& out) {
     return isKnown;
 }
 
+/// The characters of two octets of ISO-2022-JP, once somebody has asked for one.
+class KanjiTable {
+  public:
+    constexpr KanjiTable() = default;
+    ~KanjiTable() { delete table_.load(); }
+    KanjiTable(const KanjiTable&) = delete;
+    KanjiTable& operator=(const KanjiTable&) = delete;
+
+    /// Whether a charset, by ICU's own name, has them.
+    static bool serves(std::string_view name) { return name == "ISO_2022,locale=ja,version=0"; }
+
+    /// Null when there is none.
+    const iso2022jp::Kanji* find() const { return table_.load(std::memory_order_acquire); }
+
+    void make(UConverter* converter) {
+        std::string octets = "\x1B$B";
+        for (std::size_t row = 0; row < iso2022jp::rowLength; ++row)
+            for (std::size_t cell = 0; cell < iso2022jp::rowLength; ++cell) {
+                octets += static_cast<char>(iso2022jp::firstOctet + row);
+                octets += static_cast<char>(iso2022jp::firstOctet + cell);
+            }
+        Units units;
+        widenWith(converter, {octets.data(), octets.size()}, units);
+        auto table = std::make_unique<iso2022jp::Kanji>();
+        if (units.size() != table->size()) return;
+        std::copy(units.begin(), units.end(), table->begin());
+        const iso2022jp::Kanji* nobody = nullptr;
+        if (table_.compare_exchange_strong(nobody, table.get()))
+            table.release();  // NOLINT(bugprone-unused-return-value): it is in its place
+    }
+
+  private:
+    std::atomic<const iso2022jp::Kanji*> table_ = nullptr;
+};
+
+constinit KanjiTable kanjiTable;
+
+bool widenIso2022Jp(const char* name, Octets octets, Units& out) {
+    const iso2022jp::Kanji* const kanji = kanjiTable.find();
+    if (kanji && iso2022jp::widen(*kanji, {octets.data, octets.length}, out)) return true;
+    const BorrowedConverter converter(name);
+    if (!converter) return false;
+    if (!kanji) kanjiTable.make(converter.get());
+    return widenWith(converter.get(), octets, out);
+}
+
 bool widenIcu(const char* name, Octets octets, Units& out) {
+    if (KanjiTable::serves(name)) return widenIso2022Jp(name, octets, out);
     const OctetTable* const table = octetTables.find(name);
     if (table && widenByTable(*table, octets, out)) return true;
     const BorrowedConverter converter(name);
