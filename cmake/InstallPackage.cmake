@@ -3,6 +3,13 @@
 # Both work out from where they lie where the rest is, so that an installed tree can be moved.
 include(CMakePackageConfigHelpers)
 
+foreach(folder IN ITEMS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR)
+  if(IS_ABSOLUTE "${${folder}}")
+    message(FATAL_ERROR "${folder} is ${${folder}}: name it relative to CMAKE_INSTALL_PREFIX, so "
+                        "that the installed tree can be moved.")
+  endif()
+endforeach()
+
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/vtinetlib)
 install(EXPORT vtinetlibTargets NAMESPACE vtinetlib:: DESTINATION ${package_folder}
         COMPONENT development)

@@ -58,3 +58,24 @@ need_root_and() {
         command -v "$tool" >/dev/null || fail "install $tool first"
     done
 }
+
+# The tree as committed, into the new system; they also set "checkout", where that is to be.
+unpack_checkout() {
+    unpack_base
+    git -c safe.directory='*' clone --quiet --no-local --depth 1 "file://$tree" "$root$checkout"
+}
+
+# Adds "builder", who has sudo and owns the checkout.
+add_user() {
+    # shellcheck disable=SC2016
+    inside bash -euc '
+        export DEBIAN_FRONTEND=noninteractive
+        apt-get -qq update
+        apt-get -qq install -y --no-install-recommends sudo
+        rm -rf /var/lib/apt/lists/*
+        useradd --create-home --shell /bin/bash builder
+        echo "builder ALL=(ALL) NOPASSWD: ALL" >/etc/sudoers.d/builder
+        chown -R builder: "$1"
+        ' add_user "$checkout" >"$folder/add-user.log" 2>&1 ||
+        fail "could not add a user, see $folder/add-user.log"
+}
