@@ -42,7 +42,7 @@ constexpr Lead classify(unsigned char octet) {
 
 constexpr auto leads = [] {
     std::array<Lead, 256> all{};
-    for (std::size_t octet = 0; octet < all.size(); ++octet)
+    for (std::size_t octet = 0; octet != all.size(); ++octet)
         all[octet] = classify(static_cast<unsigned char>(octet));
     return all;
 }();

@@ -31,7 +31,7 @@ constexpr std::array<signed char, 256> hexValues = makeHexValues();
 /// Three characters for each octet, and one to make it four.
 constexpr auto escapes = [] {
     std::array<std::array<char, 4>, 256> all{};
-    for (std::size_t octet = 0; octet < all.size(); ++octet)
+    for (std::size_t octet = 0; octet != all.size(); ++octet)
         all[octet] = {'=', quotedHexDigits[octet >> 4], quotedHexDigits[octet & 0xF], 0};
     return all;
 }();

@@ -225,7 +225,7 @@ unsigned RFC2822Address::parseOneAddress(RFC2822Lexer& lexer, Zeb_String& next) 
     Zeb_String token;
     unsigned kind = lexer.nextToken(token, true);
     if (isWord(kind)) {
-        Zeb_String first = std::move(token);
+        Zeb_String first = std::exchange(token, {});
         kind = lexer.nextToken(token, true);
         if (isSpecial(kind, token, '@')) {
             if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return malformed;
@@ -878,7 +878,7 @@ RFC2822Decoder::RFC2822Decoder(std::istream& in, DecodeGuard* guard)
     octets.reserve(atHand(*source_));
     const bool isWhole = readAhead(*source_, mostInMemory(octets.capacity(), guard), octets);
     const DecodeGuard::Level level(guard, 1);
-    if (isWhole) {
+    if (isWhole || guard == nullptr) {  // without a guard it always is
         TextSource text(octets);
         entity_ = buildFrom(text, guard);
     } else {

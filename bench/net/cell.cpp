@@ -21,19 +21,19 @@ namespace {
 /// What one cell does.
 struct Row {
     std::string_view name;
-    bool isDelivery;
     std::size_t mailSize;  // octets
     int mails;             // in one session
+    bool isDelivery;
 };
 
 constexpr std::size_t smallMail = std::size_t{4} << 10;
 constexpr std::size_t largeMail = std::size_t{50} << 20;
 
 constexpr Row rows[] = {
-    {"deliver_4k", true, smallMail, 1},
-    {"deliver_50m", true, largeMail, 1},
-    {"fetch_4k", false, smallMail, 2000},
-    {"fetch_50m", false, largeMail, 1},
+    {"deliver_4k", smallMail, 1, true},
+    {"deliver_50m", largeMail, 1, true},
+    {"fetch_4k", smallMail, 2000, false},
+    {"fetch_50m", largeMail, 1, false},
 };
 
 Row quick(Row row) {

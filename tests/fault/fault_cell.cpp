@@ -44,7 +44,7 @@ int ShortSelect::select(int count, fd_set* read, fd_set* write, fd_set* exceptio
     const fd_set awaited = *read;
     while (true) {
         const bool isSilent = server_.hasFallenSilent();
-        timeval look = {0, lookEvery * 1000};
+        timeval look = {0, lookEvery * 1000L};
         *read = awaited;
         FD_ZERO(exception);
         const int ready = real::select(count, read, write, exception, &look);

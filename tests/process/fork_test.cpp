@@ -18,7 +18,6 @@
 #include "tests/unit/admailmsg/site.h"
 #include "tests/unit/socketstream/system_calls.h"
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 

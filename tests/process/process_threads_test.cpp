@@ -94,7 +94,7 @@ TEST(MailThreads, DeliverAndDecodeWithObjectsOfTheirOwn) {
             threads.emplace_back([&wrong, i] { wrong[static_cast<unsigned>(i)] = sendAndRead(i); });
     }
     for (const std::vector<std::string>& ofOne : wrong) EXPECT_THAT(ofOne, IsEmpty());
-    const auto count = static_cast<std::size_t>(threadCount * mailsEach());
+    const auto count = std::size_t{threadCount} * static_cast<std::size_t>(mailsEach());
     EXPECT_THAT(server.messages(), SizeIs(count));
     EXPECT_THAT(receivedSubjects(server), SizeIs(count));
 }

@@ -105,10 +105,10 @@ int spawn(pid_t& process, char* const* arguments) {
 }
 
 /// Runs the editor, which may have arguments; throws Failure when it did not end well.
-void runEditor(const std::string& command, std::string file) {
-    std::string script = command + " \"$1\"";
+void runEditor(const std::string& command, const std::string& file) {
+    std::string script = command + " \"$1\"", path = file;
     char shell[] = "/bin/sh", option[] = "-c", name[] = "vtmail";
-    char* const arguments[] = {shell, option, script.data(), name, file.data(), nullptr};
+    char* const arguments[] = {shell, option, script.data(), name, path.data(), nullptr};
     const EndKeysLeftToOthers held;
     pid_t process = 0;
     int status = 0;

@@ -14,8 +14,8 @@ std::atomic<long long> current = 0;
 std::atomic<long long> highest = 0;
 
 long long sizeOf(void* memory) {
-    constexpr std::size_t allocatorsOwn = 8;
-    return static_cast<long long>(malloc_usable_size(memory) + allocatorsOwn);
+    constexpr long long allocatorsOwn = 8;
+    return static_cast<long long>(malloc_usable_size(memory)) + allocatorsOwn;
 }
 
 void* allocate(std::size_t size) noexcept {

@@ -58,7 +58,7 @@ Outcome read(const std::string& octets, std::size_t size) {
 
 void expectSameInAllPieces(const std::string& octets) {
     const Outcome expected = readLineByLine(octets);
-    for (const std::size_t size : {1, 2, 3, 5, 8, 13, 100, 1023, 1024})
+    for (const std::size_t size : {1U, 2U, 3U, 5U, 8U, 13U, 100U, 1023U, 1024U})
         EXPECT_TRUE(read(octets, size) == expected) << size << ": " << octets.substr(0, 100);
 }
 
@@ -88,7 +88,7 @@ TEST(Pop3Pieces, makeNoDifferenceToShortLines) {
 }
 
 TEST(Pop3Pieces, makeNoDifferenceToLinesAsLongAsAReceive) {
-    for (const std::size_t length : {1021, 1022, 1023, 1024, 1025, 2047, 2048, 5000})
+    for (const std::size_t length : {1021U, 1022U, 1023U, 1024U, 1025U, 2047U, 2048U, 5000U})
         expectSameInAllPieces(std::string(length, 'x') + "\r\n.\r\nnext\r\n");
 }
 

@@ -47,7 +47,7 @@ TEST(SmtpServer, listsTheGivenExtensions) {
 }
 
 TEST(SmtpServer, announcesTheSizeItTakes) {
-    for (const std::size_t size : {0, 77}) {
+    for (const std::size_t size : {0U, 77U}) {
         const Server server({.limits = {.message = size}});
         SmtpClient client(server);
         client.send("EHLO localhost\r\n");

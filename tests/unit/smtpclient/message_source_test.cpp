@@ -104,7 +104,7 @@ TEST(MessageSource, makesNoDifferenceToAShortMessage) {
 
 TEST(MessageSource, makesNoDifferenceWhereTheServerTakesNoMore) {
     const std::string message = longMessage();
-    for (const std::size_t sends : {0, 1, 3}) {
+    for (const std::size_t sends : {0U, 1U, 3U}) {
         const Outcome bytewise = deliver(Source(message, 0), sends);
         EXPECT_EQ(bytewise.accepted, 0U);
         EXPECT_LT(bytewise.taken, message.size());

@@ -115,7 +115,7 @@ void expectAlike(const std::string& filters, const std::vector<std::string>& pie
 
 TEST(BulkWrite, Base64) {
     expectAlike("bw", {"a", "bc", "def", std::string(1, '\0'), "\xFF\xFE", "\x80 some text", "\r\n",
-                       "\x14\xFB\x9C\x03\xD9\x7E\x3F\xBE\xFF\xE1\x10\x00\x2A"});
+                       std::string("\x14\xFB\x9C\x03\xD9\x7E\x3F\xBE\xFF\xE1\x10\x00\x2A", 13)});
 }
 
 TEST(BulkWrite, QuotedPrintable) {

@@ -251,7 +251,7 @@ TEST(DotStuffingWrite, RandomTextsInEverySplit) {
 }
 
 TEST(DotStuffingWrite, DotAtAnyPlaceInALongText) {
-    for (const std::size_t size : {200, 8500}) {
+    for (const std::size_t size : {200U, 8500U}) {
         for (std::size_t place = 0; place < 140; ++place) {
             std::string text(size, 'x');
             text.replace(place, 3, "\n.\n");

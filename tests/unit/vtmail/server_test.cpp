@@ -498,10 +498,11 @@ TEST(SandboxExec, LetsItsCommandUseTheTerminal) {
         setsid();
         ioctl(STDIN_FILENO, TIOCSCTTY, 0);
     };
+    const std::string command =
+        "trap 'echo interrupted; exit 3' INT; read line; echo got $line; while :; do sleep 0.05; "
+        "done";
     const pid_t process =
-        start({"sandbox", "--smtp-port", "0", "--pop3-port", "0", "--exec",
-               "trap 'echo interrupted; exit 3' INT; read line; echo got $line; while :; do sleep "
-               "0.05; done"},
+        start({"sandbox", "--smtp-port", "0", "--pop3-port", "0", "--exec", command},
               terminal.descriptor(), terminal.descriptor(), terminal.descriptor(), takeTerminal);
     terminal.type("words\n");
     EXPECT_THAT(terminal.screenUpTo("got words"), HasSubstr("got words"));

@@ -345,7 +345,7 @@ TEST(ShowMbox, WherePiecesOfTheFileEndMakesNoDifference) {
 // ---- --raw, --tree, --defects
 
 TEST(ShowRaw, TheOctetsAreThoseOfTheFile) {
-    const std::string mail("A: \xFF\r\n\n\0\x1B[2J", 13);
+    const std::string mail("A: \xFF\r\n\n\0\x1B[2J", 12);
     EXPECT_EQ(show(mail, {"--raw"}).out, mail);
 }
 
