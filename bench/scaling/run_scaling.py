@@ -19,6 +19,7 @@ import sys
 import time
 
 import families
+import picture
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -259,15 +260,25 @@ def add_peers(shapes, rows, peers, folder):
             print_peers(shape, row)
 
 
+def draw(rows, folders):
+    for folder in folders:
+        (folder / "scaling.svg").write_text(picture.svg(rows), encoding="utf-8")
+
+
 def parsed_arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--own", action="store_true", help="leave the other libraries out")
     parser.add_argument("--only", default="", metavar="TEXT", help="shapes whose name has TEXT")
+    parser.add_argument("--publish", action="store_true", help="put the picture into docs")
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release",
                         help="the folder of the built tree")
     parser.add_argument("--out", type=pathlib.Path, default=ROOT / "build/scaling",
-                        help="where scaling.json goes, and the messages while they are measured")
-    return parser.parse_args()
+                        help="where the figures and the picture go, and the messages while they "
+                             "are measured")
+    options = parser.parse_args()
+    if options.publish and (options.own or options.only):
+        parser.error("--publish wants all shapes and all libraries")
+    return options
 
 
 def main():
@@ -281,6 +292,7 @@ def main():
     wrong += [f"{shape}: {fault}" for shape, row in zip(shapes, rows) for fault in row["wrong"]]
     if not options.own:
         add_peers(shapes, rows, drivers(options.build), options.out)
+        draw(rows, [options.out] + [ROOT / "docs"] * options.publish)
     (options.out / "scaling.json").write_text(
         json.dumps({"rows": rows, "wrong": wrong}, indent=1) + "\n", encoding="utf-8")
     print(f"{len(rows)} shapes in {time.monotonic() - start:.0f} s; "
