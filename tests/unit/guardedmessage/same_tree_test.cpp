@@ -7,6 +7,8 @@
 #include <array>
 #include <random>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "tests/unit/entitydecoder/entity_fixtures.h"
 #include "tests/unit/guardedmessage/guarded_fixtures.h"
@@ -139,6 +141,28 @@ TEST(SameTree, OfMessagesThatAreReadOctetByOctet) {
         std::istream in(&source);
         EXPECT_TRUE(dump(GuardedMessage(in).getMessage()) == guardedDump(text)) << seed;
     }
+}
+
+TEST(GuardedStream, ThatIsLargerThanWhatIsReadAheadIsReadToItsEnd) {
+    const std::string line = "a line of some text\r\n";
+    constexpr std::size_t lines = 300000;  // beyond 4 MiB
+    GeneratedSource source("Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n", line,
+                           lines, "--b\r\n\r\nthe last part\r\n--b--\r\n");
+    std::istream in(&source);
+    const GuardedMessage message(in);
+    EXPECT_EQ(message.getDefectCount(), 0U);
+    const std::vector<std::string> bodies = partBodies(*message.getMessage().getMessageEntity());
+    ASSERT_EQ(bodies.size(), 2U);
+    EXPECT_EQ(bodies[0].size(), line.size() * lines - 2);
+    EXPECT_EQ(bodies[1], "the last part");
+}
+
+TEST(GuardedStream, WhoseLastReadGivesOneOctetIsReadToItsEnd) {
+    constexpr std::size_t size = (4 << 20) + 64 * 1024 + 1;  // an octet behind the last whole block
+    GeneratedSource source("\r\n", "x", size - 2, "");
+    std::istream in(&source);
+    const GuardedMessage message(in);
+    EXPECT_EQ(bodyOf(*message.getMessage().getMessageEntity()).size(), size - 2);
 }
 
 }  // namespace
