@@ -262,6 +262,15 @@ bool widenWith(UConverter* converter, Octets octets, Units& out) {
     return convertInto(out, octets.length, fill) && isValid;
 }
 
+/// Puts what was made into its place, once and for all. False when somebody was faster.
+template <typename Made>
+bool keep(std::unique_ptr<Made> made, std::atomic<const Made*>& place) {
+    const Made* nobody = nullptr;
+    if (!place.compare_exchange_strong(nobody, made.get())) return false;
+    made.release();  // NOLINT(bugprone-unused-return-value): it is in its place
+    return true;
+}
+
 /// The units of a charset in which each octet is a character.
 struct OctetTable {
     const char* name;                       // ICU's own text
@@ -295,9 +304,7 @@ class OctetTables {
             const bool isUnit = widenWith(converter, {&octet, 1}, units) && units.size() == 1;
             table->units[i] = isUnit ? units[0] : utf::replacement;
         }
-        const OctetTable* nobody = nullptr;
-        if (place.compare_exchange_strong(nobody, table.get()))
-            table.release();  // NOLINT(bugprone-unused-return-value): it is in its place
+        keep(std::move(table), place);
     }
 
   private:
@@ -349,9 +356,7 @@ class KanjiTable {
         auto table = std::make_unique<iso2022jp::Kanji>();
         if (units.size() != table->size()) return;
         std::copy(units.begin(), units.end(), table->begin());
-        const iso2022jp::Kanji* nobody = nullptr;
-        if (table_.compare_exchange_strong(nobody, table.get()))
-            table.release();  // NOLINT(bugprone-unused-return-value): it is in its place
+        keep(std::move(table), table_);
     }
 
   private:
@@ -462,12 +467,9 @@ class KnownCharsets {
     }
 
     /// False, and it is not kept, when the name's place is taken.
-    bool add(std::unique_ptr<const KnownCharset> charset) {
-        const KnownCharset* nobody = nullptr;
+    bool add(std::unique_ptr<KnownCharset> charset) {
         auto& place = places_[placeOf(charset->name)];
-        if (!place.compare_exchange_strong(nobody, charset.get())) return false;
-        charset.release();  // NOLINT(bugprone-unused-return-value): it is in its place
-        return true;
+        return keep(std::move(charset), place);
     }
 
   private:
