@@ -10,11 +10,13 @@
 #include <system_error>
 #include <vector>
 
+#include "tests/unit/host/child_process.h"
 #include "tests/unit/sandbox/file_limit.h"
 #include "tests/unit/sandbox/mail_clients.h"
 #include "tests/unit/sandbox/temporary_folder.h"
 
 using sandbox::Server;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -24,11 +26,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
+void makeMaildirAt(const fs::path& folder) {
+    for (const char* part : {"tmp", "new", "cur"}) fs::create_directories(folder / part);
+}
+
 class ServerMaildir : public testing::Test {
   protected:
-    void makeMaildir() const {
-        for (const char* part : {"tmp", "new", "cur"}) fs::create_directories(maildir_ / part);
-    }
+    void makeMaildir() const { makeMaildirAt(maildir_); }
 
     std::vector<std::string> names(const char* part) const { return namesIn(maildir_ / part); }
 
@@ -151,12 +155,24 @@ TEST_F(ServerMaildir, mustBePossible) {
         testing::ThrowsMessage<fs::filesystem_error>(HasSubstr((root_.path() / "mail").string())));
 }
 
-TEST_F(ServerMaildir, namesTheFileThatItCannotRead) {
-    makeMaildir();
-    // It claims to be longer than it is, so that root fails too.
-    fs::create_symlink("/sys/kernel/uevent_seqnum", maildir_ / "new" / "1000000002.a");
-    EXPECT_THAT([&] { const Server server({.maildir = maildir_}); },
-                testing::ThrowsMessage<fs::filesystem_error>(HasSubstr("1000000002.a")));
+/// What an ordinary user is told, whose Maildir has a file that only others may read.
+std::string complaintOfUnreadableFile() {
+    becomeOrdinaryUser();
+    const TemporaryFolder root;
+    makeMaildirAt(root.path());
+    writeFile(root.path() / "new" / "1000000002.a", "one\n");
+    fs::permissions(root.path() / "new" / "1000000002.a", fs::perms::none);
+    try {
+        const Server server({.maildir = root.path()});
+    } catch (const fs::filesystem_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(UnreadableMaildir, namesTheFileThatItCannotRead) {
+    EXPECT_THAT(inChild(complaintOfUnreadableFile),
+                AllOf(HasSubstr("cannot read"), HasSubstr("1000000002.a")));
 }
 
 }  // namespace
