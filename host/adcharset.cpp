@@ -354,8 +354,9 @@ class KanjiTable {
         Units units;
         widenWith(converter, {octets.data(), octets.size()}, units);
         auto table = std::make_unique<iso2022jp::Kanji>();
-        if (units.size() != table->size()) return;
-        std::copy(units.begin(), units.end(), table->begin());
+        // Else it sends everybody to ICU: asking again each time would take longer.
+        table->fill(utf::replacement);
+        if (units.size() == table->size()) std::copy(units.begin(), units.end(), table->begin());
         keep(std::move(table), table_);
     }
 
