@@ -12,6 +12,7 @@ NAMES = {"ours": "vtinetlib", "gmime": "GMime", "vmime": "VMime", "etpan": "libe
 MOST_NANOSECONDS, MOST_MEMORY = 1000, 8  # for an octet; multiples of the message beyond 1 MiB
 ALLOWANCE = 1 << 20
 
+#: The worse, the later.
 COLOURS = {"good": "#c7e9c0", "much": "#fee391", "refused": "#e0e0e0", "limit": "#fcae91",
            "crash": "#de2d26"}
 LEGEND = {"good": "good", "much": f"over {MOST_NANOSECONDS} ns or {MOST_MEMORY} x",
@@ -38,8 +39,12 @@ def kind_of(failure):
     return "refused" if failure == "error" else "limit"
 
 
+def severity(kind):
+    return list(COLOURS).index(kind)
+
+
 def cell_of(rows, library):
-    """The kind of the cell, and its lines."""
+    """The kind of the cell, and its lines, the worst first."""
     times, memory, failures = [], [], collections.Counter()
     for row in rows:
         figures, octets = figures_of(row, library), row["octets"][-1]
@@ -48,13 +53,15 @@ def cell_of(rows, library):
             continue
         times.append(figures["seconds"] / octets * 1e9)
         memory.append(max(0, figures["peak"] - ALLOWANCE) / octets)
-    lines = [f"{count} of {len(rows)}: {failure}" for failure, count in failures.most_common()]
+    worst_first = sorted(failures.items(), key=lambda item: (severity(kind_of(item[0])), item[1]),
+                         reverse=True)
+    lines = [f"{count} of {len(rows)}: {failure}" for failure, count in worst_first]
     if times:
         lines.append(f"{max(times):,.0f} ns, {max(memory):.1f} x")
     kinds = [kind_of(failure) for failure in failures]
     if times and (max(times) > MOST_NANOSECONDS or max(memory) > MOST_MEMORY):
         kinds.append("much")
-    return max(kinds, key=list(COLOURS).index, default="good"), lines
+    return max(kinds, key=severity, default="good"), lines
 
 
 # ---- the picture

@@ -24,7 +24,7 @@ import picture
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 MAX_TIME_RATIO = 2.3
-MAX_MEMORY_RATIO, MEMORY_ALLOWANCE = 8, 1 << 20
+MAX_MEMORY_RATIO, MEMORY_ALLOWANCE = picture.MOST_MEMORY, picture.ALLOWANCE
 MIN_LEVELS = 100
 
 #: What one process may take.

@@ -34,7 +34,7 @@ class CellTest(unittest.TestCase):
                 row(gmime={"failure": "crash SEGV"})]
         kind, lines = picture.cell_of(rows, "gmime")
         self.assertEqual(kind, "crash")
-        self.assertEqual(lines[:2], ["2 of 4: > 5 s", "1 of 4: crash SEGV"])
+        self.assertEqual(lines[:2], ["1 of 4: crash SEGV", "2 of 4: > 5 s"])
 
     def test_a_failure_of_ours_shows(self):
         failed = {"family": "addresses", "octets": [1, 2, 4], "failure": "> 60 s", "peers": {}}
