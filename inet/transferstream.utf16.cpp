@@ -31,6 +31,10 @@ constexpr int endOfFile = Traits::eof();
 /// sees success.
 constexpr int nothingWritten = 0;
 
+/// The column on the line of a header, once there is anything on it. Such a line has no end, and
+/// an int could not count on and on.
+constexpr int columnInHeader = 1;
+
 bool writeText(std::streambuf* target, std::string_view text) {
     const auto length = static_cast<std::streamsize>(text.size());
     return target->sputn(text.data(), length) == length;
@@ -141,7 +145,7 @@ bool base64buf::send_output(bool) {
     putBase64Group(pbase(), count, digits);
     for (const char digit : digits)
         if (!writeChar(target_, digit)) return false;
-    column_ += 4;
+    column_ = encodedWord_ ? columnInHeader : column_ + 4;
     setp(putArea_, putArea_ + sizeof putArea_);
     return true;
 }
@@ -174,7 +178,7 @@ std::streamsize base64buf::writeGroups(const char* from, std::streamsize groups)
     char* end = block;
     if (encodedWord_) {
         end = encodeBase64(from, others, encodeBase64(pbase(), 1, end));
-        column += static_cast<int>(4 * groups);
+        column = columnInHeader;
     } else {
         end = encodeBase64Lines(from, others, column, encodeBase64Lines(pbase(), 1, column, end));
     }
@@ -311,7 +315,7 @@ std::streamsize quotedprintablebuf::writeBlock(const char* from, std::streamsize
 
 quotedprintablebuf::int_type quotedprintablebuf::writeHeaderOctet(int_type ch) {
     if (isHeaderLiteral(ch) || ch == ' ') {
-        ++column_;
+        column_ = columnInHeader;
         return target_->sputc(ch == ' ' ? '_' : Traits::to_char_type(ch)) == endOfFile ? endOfFile
                                                                                        : ch;
     }
@@ -351,7 +355,7 @@ bool quotedprintablebuf::writeEscape(int_type ch) {
     checkSpace(3);
     const char escape[] = {'=', quotedHexDigits[ch >> 4 & 0xF], quotedHexDigits[ch & 0xF]};
     if (!writeText(target_, {escape, sizeof escape})) return false;
-    column_ += 3;
+    column_ = headerMode_ ? columnInHeader : column_ + 3;
     return true;
 }
 

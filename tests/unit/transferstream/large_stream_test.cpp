@@ -3,6 +3,10 @@
 // linearly runs into the limit that each test has.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <streambuf>
+#include <string>
+
 #include "inet/transferstream.utf16.h"
 #include "tests/support/sanitized.h"
 #include "tests/unit/transferstream/test_buffers.h"
@@ -34,6 +38,35 @@ TEST(LargeStream, Base64) {
 TEST(LargeStream, Base64OnOneLine) {
     const std::string octets = linesOf(allOctets());
     EXPECT_TRUE(thereAndBack<base64buf>(octets, /*encodedWord=*/true) == octets);
+}
+
+/// Keeps the last two octets.
+class Tail : public std::streambuf {
+  public:
+    std::string octets;
+
+  protected:
+    std::streamsize xsputn(const char* from, std::streamsize count) override {
+        const auto length = static_cast<std::size_t>(count);
+        const std::size_t first = length - std::min<std::size_t>(length, 2);
+        octets.append(from + first, length - first);
+        octets.erase(0, octets.size() - std::min<std::size_t>(octets.size(), 2));
+        return count;
+    }
+    int_type overflow(int_type ch) override {
+        const char octet = traits_type::to_char_type(ch);
+        return xsputn(&octet, 1) == 1 ? ch : traits_type::eof();
+    }
+};
+
+TEST(LargeStream, ALineOfMoreThanAnIntCanCountIsEndedBySync) {
+    Tail target;
+    base64buf filter(&target, /*encodedWord=*/true);
+    const std::string octets(3 << 20, 'a');
+    for (int i = 0; i < 1 << 10; ++i)  // 2^32 characters
+        filter.sputn(octets.data(), static_cast<std::streamsize>(octets.size()));
+    EXPECT_EQ(filter.pubsync(), 0);
+    EXPECT_EQ(target.octets, "\r\n");
 }
 
 TEST(LargeStream, QuotedPrintable) {
