@@ -175,9 +175,8 @@ ReadingPlace TextSource::placeInOuter(const char* at) const {
     } else if (start[-1] == '\r') {
         --start;
     } else {
-        const bool hasReturn = start - begin_ >= 2 && start[-2] == '\r';
-        start -= hasReturn ? 2 : 1;
-        if (!hasReturn) wanted.remove_prefix(1);
+        --start;  // whether a CR stands in front of it or not
+        wanted.remove_prefix(1);
     }
     const char* const differs = std::mismatch(start, end_, wanted.begin(), wanted.end()).first;
     return differs >= at ? ReadingPlace{differs, true} : ReadingPlace{at, false};
