@@ -173,6 +173,16 @@ TEST(Multipart, TakesItsBoundaryFromAQuotedEncodedWord) {
     EXPECT_EQ(partBodies(*entity), Bodies{"one"});
 }
 
+TEST(Multipart, WithABoundaryOfTwoLinesIsInMemoryWhatItIsInAStream) {
+    const std::string text =
+        "Content-Type: multipart/mixed; boundary=\"a\nContent-Type: b\"\n\n"  // joined by LF
+        "--a\nb\n\none\n--a\n--a\nb\n\ntwo\n--a\nb--\n";
+    const OwnedEntity inStream = entityOf(text);
+    EXPECT_EQ(partBodies(*inStream), Bodies{"one\n--a\n--a\nb\n\ntwo"});
+    const OwnedEntity inMemory = messageOf(text);
+    EXPECT_EQ(dump(*asMessage(*inMemory).getMessageEntity()), dump(*inStream));
+}
+
 TEST(Multipart, DoesNotReleaseItsParts) {
     std::istringstream in("--b\r\n\r\none\r\n--b--\r\n");
     auto multipart = std::make_unique<MIMEMultipartDecoder>(
