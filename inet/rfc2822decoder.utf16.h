@@ -3,7 +3,8 @@
 //
 // Input is octets, with any line ends; what is asked for is wide text. Nothing here fails on bad
 // input: parsers stop at the first token that they cannot use and keep what they had, and text
-// that cannot be decoded comes back as it stands. One thread at a time per object.
+// that cannot be decoded comes back as it stands. Only a text of more units than an int counts,
+// from a mail of gigabytes, is a Zeb_Range_Error. One thread at a time per object.
 //
 // The decoders do not own their children and trust their input: a multipart that is cut off keeps
 // its constructor reading for ever. For mail from strangers use inet/guardedmessage.utf16.h.
