@@ -77,7 +77,10 @@ std::size_t affordable(std::string_view text, const Zeb_String& name, bool isCon
     const bool hasParameters = isMimeName(name);
     const char separator = hasParameters ? '=' : ',';
     const std::size_t cost = hasParameters ? parameterCost : addressCost;
-    if (!isContinued && isCheap(text, hasParameters, guard.leftAtLeast())) return text.size();
+    if (isCheap(text, hasParameters, guard.leftAtLeast())) {
+        if (isContinued) guard.spend(countOf(text, separator) * cost);
+        return text.size();
+    }
     const unsigned long long left = guard.left();
     const std::size_t whole = text.size();
     if (hasParameters) text = text.substr(0, left / parameterOctetCost);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 // ==== reading it all
 
@@ -106,7 +107,12 @@ TextSource::TextSource(TextSource& outer, std::string_view delimiter, FirstLineF
 }
 
 TextSource::TextSource(TextSource* outer, std::string_view text, std::string_view delimiter)
-    : outer_(outer), begin_(text.data()), end_(text.data() + text.size()), delimiter_(delimiter) {
+    : outer_(outer),
+      begin_(text.data()),
+      end_(text.data() + text.size()),
+      delimiter_(delimiter),
+      seen_(begin_),
+      lineStart_(begin_) {
     moveTo({begin_, false});
 }
 
@@ -159,27 +165,48 @@ ReadingPlace TextSource::outerEnd() const {
     return next_ != nullptr ? ReadingPlace{next_, false} : ReadingPlace{end_, true};
 }
 
+namespace {
+
+/// The place behind the last `wanted` in a stretch; its start when there is none.
+const char* behindLast(char wanted, const char* start, const char* end) {
+    const void* const last = memrchr(start, wanted, static_cast<std::size_t>(end - start));
+    return last != nullptr ? static_cast<const char*>(last) + 1 : start;
+}
+
+}  // namespace
+
+/// The start of the line that `at` is in; null when it is farther off than the delimiter is long.
+const char* TextSource::lineStart(const char* at) const {
+    const auto reach = static_cast<std::ptrdiff_t>(delimiter_.size());
+    const char* const first = at - std::min(at - begin_, reach);
+    // A delimiter may be long: what has been looked at for an earlier place is not looked at again.
+    const bool isAhead = at >= seen_;
+    const char* const from = isAhead ? std::max(first, seen_) : first;
+    const char* line = behindLast('\r', behindLast('\n', from, at), at);
+    if (line == from && isAhead && seen_ >= first) line = lineStart_;
+    seen_ = at;
+    lineStart_ = line;
+    return line > first || first == begin_ ? line : nullptr;
+}
+
+/// How far a line, with the line end in front of it, is what the delimiter is.
+const char* TextSource::endOfLikeness(const char* line) const {
+    std::string_view wanted = delimiter_;
+    if (line == begin_) {
+        wanted.remove_prefix(2);  // as if a line end stood in front of the part
+    } else if (*--line == '\n') {
+        wanted.remove_prefix(1);  // whether a CR stands in front of it or not
+    }
+    return std::mismatch(line, end_, wanted.begin(), wanted.end()).first;
+}
+
 /// Where the outer text stands when all octets in front of `at` have been handed on: further on
 /// when they end in what looked like a delimiter.
 ReadingPlace TextSource::placeInOuter(const char* at) const {
-    if (delimiter_.empty()) return {at, false};
-    const char* const first =
-        at - std::min<std::ptrdiff_t>(at - begin_, static_cast<std::ptrdiff_t>(delimiter_.size()));
-    const auto isLineEnd = [](char c) { return c == '\r' || c == '\n'; };
-    const char* start = at;
-    while (start > first && !isLineEnd(start[-1])) --start;
-    std::string_view wanted = delimiter_;
-    if (start == first) {
-        if (first > begin_ || at == begin_) return {at, false};
-        wanted.remove_prefix(2);  // as if a line end stood in front of the part
-    } else if (start[-1] == '\r') {
-        --start;
-    } else {
-        --start;  // whether a CR stands in front of it or not
-        wanted.remove_prefix(1);
-    }
-    const char* const differs = std::mismatch(start, end_, wanted.begin(), wanted.end()).first;
-    return differs >= at ? ReadingPlace{differs, true} : ReadingPlace{at, false};
+    const char* const line = delimiter_.empty() || at == begin_ ? nullptr : lineStart(at);
+    if (line == nullptr) return {at, false};
+    if (line != likeLine_) likeEnd_ = endOfLikeness(likeLine_ = line);
+    return likeEnd_ >= at ? ReadingPlace{likeEnd_, true} : ReadingPlace{at, false};
 }
 
 TextSource::Meter TextSource::meter(const std::optional<ReadingPlace>& inner) const {

@@ -3,7 +3,8 @@
 //
 // Gives what multipartboundarybuf and blocks of 1024 octets read ahead on each level would give,
 // but finds the lines that may be delimiters once for all levels, and copies nothing.
-// One thread at a time per message. Nothing here throws but std::bad_alloc.
+// One thread at a time per message. Nothing here throws but std::bad_alloc, and what a buffer that
+// is read from throws.
 #pragma once
 
 #include <cstddef>
@@ -102,6 +103,8 @@ class TextSource : public MeteredSource {
     std::size_t blocksTo(const ReadingPlace& place) const;
     const char* endOfBlocks(std::size_t count) const;
     void moveTo(const ReadingPlace& place);
+    const char* lineStart(const char* at) const;
+    const char* endOfLikeness(const char* line) const;
     ReadingPlace placeInOuter(const char* at) const;
     ReadingPlace outerEnd() const;
     const DelimiterLines& lines();
@@ -113,5 +116,9 @@ class TextSource : public MeteredSource {
     std::string_view delimiter_;
     std::size_t blocks_ = 0;  // of the text, that have been asked for
     bool isEndSeen_ = false;
-    std::unique_ptr<DelimiterLines> lines_;  // of the outermost text, once they are needed
+    mutable const char* seen_;                // up to here lines have been looked for
+    mutable const char* lineStart_;           // of the last one there
+    mutable const char* likeLine_ = nullptr;  // a line that may be the delimiter
+    mutable const char* likeEnd_ = nullptr;   // and how far it is like that
+    std::unique_ptr<DelimiterLines> lines_;   // of the outermost text, once they are needed
 };

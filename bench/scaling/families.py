@@ -91,6 +91,18 @@ def closed_levels(count, boundary, body):
     return pieces
 
 
+def long_boundaries(piece):
+    """98 multiparts in each other, whose boundaries are a half of the size, and a piece again and
+    again in the innermost one."""
+    def pieces(octets):
+        filler = b"a" * (octets // 2 // 98 // 2)
+        for level in range(98):
+            name = b"%02d" % level + filler
+            yield b"Content-Type: multipart/mixed; boundary=%b\n\n--%b\n" % (name, name)
+        yield from repeated(MULTIPART, piece)(octets // 2)
+    return pieces
+
+
 def encoded_messages(octets):
     """Messages in messages, each level in base64 again; levels as many as fit."""
     message = b"Subject: innermost\r\n\r\ntext\r\n"
@@ -254,6 +266,10 @@ NESTED_MULTIPARTS = (
     ("98 around hyphens", 4 * DEEP_BODY, closed_levels(98, b"level-%02d", b"\r\n--")),
     ("98, boundaries that begin another", DEEP_BODY,
      closed_levels(98, b"level%d", b"\r\n--level")),
+    ("98 of long boundaries around fields", BODY,
+     long_boundaries(b"--b\n" + b"a:b\n" * 100000 + b"a: " + b"x" * 100000 + b"\n\n\n")),
+    ("98 of long boundaries around parts", BODY,
+     long_boundaries(b"--b\n\n" + b"x" * 490 + b"\n")),
 )
 NESTED_MESSAGES = (
     ("usual", BODY,
