@@ -228,6 +228,9 @@ class BorrowedConverter {
     OpenConverter borrowed_;
 };
 
+/// Units and octets that ICU takes, and has room for, at a time.
+constexpr std::ptrdiff_t mostAtOnce = 0x3FFFFFFF;
+
 /// Runs `step` with room for `expected` units of the text, and with more until it needs no more;
 /// `step` fills the room, returns how much of it, and leaves U_BUFFER_OVERFLOW_ERROR when there is
 /// more to come.
@@ -237,12 +240,32 @@ bool convertInto(Text& out, std::size_t expected, Step step) {
     std::size_t used = 0;
     do {
         status = U_ZERO_ERROR;
-        out.resize(used + expected);
+        out.resize(used + std::min<std::size_t>(expected, mostAtOnce));
         used += step(out.data() + used, out.data() + out.size(), status);
         expected = used + 16;
     } while (status == U_BUFFER_OVERFLOW_ERROR);
     out.resize(used);
     return hasSucceeded(status);
+}
+
+/// The end of what ICU takes at a time. It refuses more, and then does nothing.
+template <typename Unit>
+const Unit* endOfPiece(const Unit* start, const Unit* end) {
+    return end - start > mostAtOnce ? start + mostAtOnce : end;
+}
+
+/// ICU takes a lone surrogate for a character in UTF-7, for one. False when there was one.
+bool replaceLoneSurrogates(Units& units) {
+    bool isValid = true;
+    unsigned short* unit = units.data();
+    unsigned short* const end = unit + units.size();
+    while ((unit = std::find_if(unit, end, utf::isSurrogate)) != end) {
+        const utf::Step step = utf::decodeUtf16(unit, static_cast<std::size_t>(end - unit));
+        if (!step.isValid) *unit = utf::replacement;
+        isValid = isValid && step.isValid;
+        unit += step.length;
+    }
+    return isValid;
 }
 
 bool widenWith(UConverter* converter, Octets octets, Units& out) {
@@ -254,12 +277,15 @@ bool widenWith(UConverter* converter, Octets octets, Units& out) {
     const auto fill = [&](unsigned short* room, unsigned short* limit, UErrorCode& error) {
         const icu::Char16Ptr first(room);
         UChar* target = first;
-        ucnv_toUnicode(converter, &target, icu::Char16Ptr(limit), &source, end, nullptr,
-                       /*flush=*/true, &error);
+        const char* const pieceEnd = endOfPiece(source, end);
+        ucnv_toUnicode(converter, &target, icu::Char16Ptr(limit), &source, pieceEnd, nullptr,
+                       /*flush=*/static_cast<UBool>(pieceEnd == end), &error);
+        if (source != end && U_SUCCESS(error)) error = U_BUFFER_OVERFLOW_ERROR;
         return static_cast<std::size_t>(target - first);
     };
     // An octet makes one unit at most, in nearly all charsets.
-    return convertInto(out, octets.length, fill) && isValid;
+    const bool isConverted = convertInto(out, octets.length, fill);
+    return replaceLoneSurrogates(out) && isConverted && isValid;
 }
 
 /// Puts what was made into its place, once and for all. False when somebody was faster.
@@ -397,8 +423,10 @@ bool narrowIcu(const char* name, UnitSpan units, std::string& out) {
     const UChar* const end = source + units.length;
     const auto fill = [&](char* room, char* limit, UErrorCode& error) {
         char* target = room;
-        ucnv_fromUnicode(converter.get(), &target, limit, &source, end, nullptr, /*flush=*/true,
-                         &error);
+        const UChar* const pieceEnd = endOfPiece(source, end);
+        ucnv_fromUnicode(converter.get(), &target, limit, &source, pieceEnd, nullptr,
+                         /*flush=*/static_cast<UBool>(pieceEnd == end), &error);
+        if (source != end && U_SUCCESS(error)) error = U_BUFFER_OVERFLOW_ERROR;
         return static_cast<std::size_t>(target - room);
     };
     return convertInto(out, units.length, fill) && isExact;

@@ -314,6 +314,17 @@ TEST(UsedConverter, GivesTextsOfAnyLength) {
         }
 }
 
+TEST(UsedConverter, NeverReadsALoneSurrogate) {
+    std::mt19937 random(135);
+    for (const AdCharset& charset : charsetsOfIcu())
+        for (std::size_t round = 0; round < 60; ++round) {
+            const std::string octets = (round % 2 ? "+" : "") + randomOctets(random, round);
+            AdUTF16String text;
+            ASSERT_TRUE(text.cvtFromTchar(read(charset, octets, 0).text, 0))
+                << utf8(charset.getMimeName()) << ' ' << testing::PrintToString(octets);
+        }
+}
+
 // ---- names
 
 Zeb_String inUpperCase(const char* name) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/adcharset.h"
+#include "tests/support/effort.h"
 #include "tests/unit/host/units.h"
 
 namespace {
@@ -154,6 +155,25 @@ TEST(LargeConversion, OneOctetAtTheEndDecidesHowAMillionAreRead) {
     octets += '\xE9';
     ASSERT_TRUE(AdMbcsString::cvtToTchar(ascii, octets.data(), octets.size(), text, 1));
     EXPECT_TRUE(text == repeated(u"\u00C3\u00A9", millions) + u"\u00E9");
+}
+
+/// ICU converts no more than 2^30 - 1 units at a time.
+int moreThanAtOnce() { return (isFullEffort() ? 1 << 30 : 1 << 24) + 1; }
+
+TEST(LargeConversion, ATextOfMoreThanIcuConvertsAtOnceIsWrittenWhole) {
+    const Zeb_String text(0x43F, moreThanAtOnce());
+    AdMbcsString octets;
+    ASSERT_TRUE(octets.cvtFromTchar(AdCharset(u"KOI8-R"), text, 0));
+    EXPECT_EQ(octets.getString().size(), static_cast<std::size_t>(moreThanAtOnce()));
+    EXPECT_EQ(octets.getString().back(), '\xD0');
+}
+
+TEST(LargeConversion, OctetsOfMoreThanIcuConvertsAtOnceAreReadWhole) {
+    const std::string octets(static_cast<std::size_t>(moreThanAtOnce()), 'x');
+    Zeb_String text;
+    ASSERT_TRUE(AdMbcsString::cvtToTchar(AdCharset(u"GBK"), octets.data(), octets.size(), text, 0));
+    EXPECT_EQ(text.GetLength(), moreThanAtOnce());
+    EXPECT_EQ(text[text.GetLength() - 1], u'x');
 }
 
 }  // namespace

@@ -246,6 +246,10 @@ const Malformed malformedRows[] = {
     {u"GBK", "a\x81", u"a" R},
     {u"GBK", "\x81 z", R u" z"},
     {u"UTF-16BE", "\0a\0"sv, u"a" R},
+    // Lone surrogates, as UTF-7 can write them.
+    {u"UTF-7", "a+2AA-z", u"a" R u"z"},
+    {u"UTF-7", "a+3AA-z", u"a" R u"z"},
+    {u"UTF-7", "+2ADYPd4A-", R u"\U0001F600"},
 };
 #undef R
 
