@@ -239,6 +239,9 @@ std::size_t base64buf::decodeAtHand(char* to, std::size_t room) {
     OctetsAtHand source(target_);
     const OctetRun run = decodeBase64(source.look(room / 2 * 3 + spareOctets), to, room);
     source.take(run.taken);
+    if (run.given == 0) return 0;
+    std::copy_n(to + run.given - sizeof getArea_, sizeof getArea_, getArea_);  // to be put back
+    setg(getArea_, std::end(getArea_), std::end(getArea_));
     return run.given;
 }
 
@@ -399,6 +402,9 @@ std::size_t quotedprintablebuf::decodeAtHand(char* to, std::size_t room) {
     OctetsAtHand source(target_);
     const OctetRun run = decodeQuoted(source.look(room + spareOctets), to, room);
     source.take(run.taken);
+    if (run.given == 0) return 0;
+    getArea_[0] = to[run.given - 1];  // to be put back
+    setg(getArea_, std::end(getArea_), std::end(getArea_));
     return run.given;
 }
 

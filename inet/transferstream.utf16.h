@@ -5,7 +5,9 @@
 // Units: octets. One thread at a time per object.
 // Life: construct, write or read, sync once (pubsync) after the last octet written, destroy.
 //       Destructors write nothing.
-// Failure: end-of-file results, and -1 from sync; nothing here throws.
+// Failure: end-of-file results, and -1 from sync, but for what a sync of quotedprintablebuf writes
+// itself. Nothing here throws but std::bad_alloc, and what the wrapped buffer throws.
+// sgetn may write behind the octets that it gives, as far as it was given room.
 #pragma once
 
 #include <cstddef>
@@ -32,7 +34,7 @@ class VTINETLIB_API base64buf : public std::streambuf {
     bool send_output(bool);
     /// The next digit, 0 to 63; 64 for a NUL octet, which then counts as "A"; -1 at the end.
     int getUnit();
-    /// Whether the data ended within a group (octets or padding are missing) since last asked.
+    /// Whether the data ended within a group (digits are missing, or all padding) since last asked.
     bool takeMalformed() { return std::exchange(malformed_, false); }
 
   protected:
@@ -58,8 +60,9 @@ class VTINETLIB_API base64buf : public std::streambuf {
 
 /// quoted-printable (RFC 2045, 6.7), or in header mode the "Q" encoding (RFC 2047, 4.2).
 ///
-/// Written: CR LF passes as a line end, other control octets and those of 127 and above as
-/// escapes; lines of at most 76 characters; sync ends an unended line with a soft break.
+/// Written: CR LF passes as a line end; "=", control octets but tabs and those of 127 and above as
+/// escapes; lines of at most 76 characters; sync ends an unended line with a soft break. In header
+/// mode letters, digits, "!*+-/", NUL and, as "_", blanks pass, without line ends or a limit.
 /// Read: a malformed escape (lower-case digits too) ends one read; what follows it can be read on.
 class VTINETLIB_API quotedprintablebuf : public std::streambuf {
   public:
@@ -99,8 +102,9 @@ class VTINETLIB_API quotedprintablebuf : public std::streambuf {
     char getArea_[1] = {};
 };
 
-/// The transfer encoding for a body: "7bit", "quoted-printable" or "base64", whichever is the
-/// smallest that can carry it. Line lengths are not looked at.
+/// The transfer encoding for a body: "7bit" when it has no octet that needs one, else
+/// "quoted-printable", or "base64" when that is estimated to be shorter. Line lengths are not
+/// looked at.
 VTINETLIB_API Zeb_String getBestTransferEncoding(const std::string& data);
 
 /// Dot-stuffing (RFC 5321, 4.5.2).
@@ -137,7 +141,8 @@ class VTINETLIB_API dotstuffingbuf : public std::streambuf {
 /// the very start needs none. End-of-file means that the delimiter has been taken, up to the last
 /// character of the boundary, or that the wrapped buffer has ended; what stands behind the boundary
 /// is left. A delimiter need not be a whole line: the boundary "b" is also found in "--bb".
-/// Peeks count: at the very start, peeking at a line end hides a delimiter that follows it.
+/// Peeks count: at the very start, a line feed that was not peeked at hides a delimiter behind it,
+/// and a CR LF that was not leaves its CR in the data.
 class VTINETLIB_API multipartboundarybuf : public std::streambuf {
   public:
     /// `boundary` without its leading hyphens.

@@ -95,12 +95,14 @@ struct Read {
     std::ptrdiff_t taken = 0;
     std::ptrdiff_t fetched = 0;
     bool malformed = false;
+    int putBack = endOfFile;  // the octet that can be read again
     bool operator==(const Read&) const = default;
 };
 
 void PrintTo(const Read& read, std::ostream* out) {
     *out << testing::PrintToString(read.octets) << " taken " << read.taken << " fetched "
-         << read.fetched << (read.malformed ? " malformed" : "") << '\n';
+         << read.fetched << (read.malformed ? " malformed" : "") << " put back " << read.putBack
+         << '\n';
 }
 
 enum class Way { octets, blocks };
@@ -119,6 +121,13 @@ std::string readOnce(std::streambuf& buffer, std::size_t count, Way way) {
         }
     }
     return octets.substr(0, done);
+}
+
+/// The last octet, when it can be put back; it is taken again.
+int lastOctet(std::streambuf& buffer) {
+    const int octet = buffer.sungetc();
+    if (octet != endOfFile) buffer.sbumpc();
+    return octet;
 }
 
 /// How a text is read.
@@ -141,6 +150,7 @@ std::vector<Read> readAll(const std::string& text, const Plan& plan, Way way) {
         read.taken = source.taken();
         read.fetched = source.fetched();
         read.malformed = stack.takeMalformed();
+        read.putBack = lastOctet(stack.top());
         emptyReads = read.octets.empty() ? emptyReads + 1 : 0;
         reads.push_back(read);
     }
