@@ -178,6 +178,7 @@ socketbuf* socketbuf::open(const Zeb_String& host, const unsigned short* port) {
     closeSilently();
     setg(nullptr, nullptr, nullptr);
     setp(nullptr, nullptr);
+    isBlocking_ = true;
     sendsWithRoom_ = 0;
     const AddressList addresses = resolve(host, port);
     int error = 0;
@@ -186,10 +187,20 @@ socketbuf* socketbuf::open(const Zeb_String& host, const unsigned short* port) {
         descriptor_ = connectTo(*address, error);
         if (!is_open()) continue;
         sendAtOnce(descriptor_);
-        report(u"connect succeeded");
+        reportConnected();
         return this;
     }
     socket_error::raiseException(error, "connect");
+}
+
+/// A report may lack memory: there is no connection then.
+void socketbuf::reportConnected() {
+    try {
+        report(u"connect succeeded");
+    } catch (...) {
+        closeSilently();
+        throw;
+    }
 }
 
 socketbuf* socketbuf::open(const Zeb_String& host, const char16_t* port) {
@@ -214,7 +225,8 @@ void socketbuf::setTimeout(double seconds) {
         socket_error::raiseException(error, isBounded ? "ioctl(FIONBIO,1)" : "ioctl(FIONBIO,0)");
     }
     timeoutActive_ = isBounded;
-    if (!isBounded) sendsWithRoom_ = 0;  // blocking sends are not counted
+    isBlocking_ = !isBounded;
+    if (isBlocking_) sendsWithRoom_ = 0;  // blocking sends are not counted
 }
 
 // ==== waiting
@@ -331,7 +343,7 @@ bool socketbuf::sendPending(int flags) {
 /// would be a short one, time and again on a slow way: so one without room is not begun, and
 /// counts as one that would block.
 ssize_t socketbuf::sendWithRoom(std::size_t length, int flags) {
-    if (timeoutActive_) {
+    if (!isBlocking_) {
         if (sendsWithRoom_ == 0) sendsWithRoom_ = findRoom(descriptor_);
         if (sendsWithRoom_ == 0) {
             errno = EAGAIN;

@@ -71,7 +71,8 @@ class VTINETLIB_API socketbuf : public std::streambuf {
 
     /// Bounds every later wait to `seconds` (fractions count). 0 waits without limit, as a new
     /// buffer does. A negative time makes the next wait fail. The time outlives the connection,
-    /// but the next one reads blocking, without waits, until it is set again. Throws socket_error.
+    /// but the next one reads and writes blocking until it is set again; only wait_readwrite keeps
+    /// to it. Throws socket_error.
     void setTimeout(double seconds);
 
     /// Waits until the socket can be read or written. False on time-out; throws socket_error.
@@ -88,12 +89,14 @@ class VTINETLIB_API socketbuf : public std::streambuf {
 
   private:
     VTINETLIB_HIDDEN void closeSilently();
+    VTINETLIB_HIDDEN void reportConnected();
     VTINETLIB_HIDDEN bool sendPending(int flags);
     VTINETLIB_HIDDEN ssize_t sendWithRoom(std::size_t length, int flags);
     [[noreturn]] VTINETLIB_HIDDEN void raiseSendFailure(int code);
 
     int descriptor_ = -1;
     bool timeoutActive_ = false;
+    bool isBlocking_ = true;
     double timeout_ = 0;
     int sendsWithRoom_ = 0;  // so many more of them cannot be short ones
     std::unique_ptr<char[]> getBuffer_;

@@ -238,6 +238,19 @@ TEST(SocketOpen, connectsBlocking) {
     EXPECT_EQ(flags & O_NONBLOCK, 0);
 }
 
+TEST(SocketOpen, leavesNothingOpenWhenTheReportOfItFails) {
+    sandbox::ScriptedPeer peer({sandbox::silence()});
+    const std::size_t before = openDescriptors();
+    socketbuf buffer;
+    AdDiagnostic::SetReporter([](const Zeb_String&, const Zeb_String&) { throw std::bad_alloc(); });
+    AdDiagnostic::Enable(11, true);
+    EXPECT_THROW(buffer.open(u"127.0.0.1", portOf(peer).GetBuffer()), std::bad_alloc);
+    AdDiagnostic::Enable(11, false);
+    AdDiagnostic::SetReporter({});
+    EXPECT_FALSE(buffer.is_open());
+    EXPECT_EQ(openDescriptors(), before);
+}
+
 TEST(SocketOpen, reportsNothingUnlessAsked) {
     std::size_t count = 0;
     AdDiagnostic::SetReporter([&](const Zeb_String&, const Zeb_String&) { ++count; });

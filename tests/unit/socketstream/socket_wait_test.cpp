@@ -125,6 +125,19 @@ TEST(SocketWait, outlivesTheConnection) {
     EXPECT_EQ(seen.microseconds(), 7000000);
 }
 
+TEST(SocketWait, ofAnEarlierConnectionHoldsUpNoWrite) {
+    SeenWait seen;
+    seen.buffer.setTimeout(7);
+    seen.buffer.close();
+    sandbox::ScriptedPeer second({sandbox::silence()});
+    seen.buffer.open(u"127.0.0.1", portOf(second).GetBuffer());
+    seen.result = 0;
+    const std::string octets(3000, 'x');
+    EXPECT_EQ(seen.buffer.sputn(octets.data(), 3000), 3000);
+    EXPECT_EQ(seen.buffer.pubsync(), 0);
+    EXPECT_EQ(seen.count, 0) << "of a select";
+}
+
 TEST(SocketWait, endsInATimeout) {
     SeenWait seen;
     seen.result = 0;
