@@ -7,6 +7,7 @@
 // the password in clear; a message is not.
 #pragma once
 
+#include <cstddef>
 #include <ostream>
 #include <string>
 
@@ -26,6 +27,8 @@ class VTINETLIB_API POP3Client {
     bool open(const Zeb_String& host, const unsigned short* port = nullptr);
     /// The same for a u"..." literal.
     bool open(const Zeb_String& host, const char16_t* port);
+    /// The same for a literal null.
+    bool open(const Zeb_String& host, std::nullptr_t) { return open(host); }
 
     /// Logs in. A name or password that has no form on one ASCII line is refused here.
     bool auth_pass(const Zeb_String& user, const Zeb_String& password);

@@ -27,8 +27,9 @@
 // ==== header values
 
 /// The text of a header value with its encoded words decoded (RFC 2047). What is no encoded word,
-/// or cannot be decoded, stays as it is; blanks between two encoded words, before the first and
-/// after the last go. Octets of 0x80 and above are read as the lenient US-ASCII conversion does.
+/// or cannot be decoded, stays as it is. Blanks go that have nothing but "=?" or an encoded word,
+/// or the start or end of the text, on either side. Octets of 0x80 and above are read as the
+/// lenient US-ASCII conversion does.
 VTINETLIB_API Zeb_String decodeRFC2047Words(const std::string& text);
 
 /// What RFC2822Lexer::nextToken finds.
@@ -64,8 +65,11 @@ class VTINETLIB_API RFC2822Lexer {
   private:
     friend class RFC2822Address;
     friend class MIMEHeaderValue;
-    /// Reads a text that is not copied.
-    VTINETLIB_HIDDEN RFC2822Lexer(bool mimeMode, std::string_view text);
+    /// A text that is not copied.
+    struct View {
+        std::string_view text;
+    };
+    VTINETLIB_HIDDEN RFC2822Lexer(View view, bool mimeMode);
 
     VTINETLIB_HIDDEN void takeWhitespace(Zeb_String* token);
     VTINETLIB_HIDDEN bool takeComment(Zeb_String* token);
@@ -121,7 +125,8 @@ class VTINETLIB_API RFC2822Address {
 /// Content-Type. Continued and extended parameters (RFC 2231) are put together and decoded.
 class VTINETLIB_API MIMEHeaderValue {
   public:
-    /// By name; of a name that is given twice the first spelling and the last text.
+    /// By name; of a name that is given twice the first spelling and the last text. Continued ones
+    /// come last, at the end of the value.
     using Parameters = std::map<Zeb_String, Zeb_String, CaseInsensitiveLess>;
 
     /// Without value, subvalue and parameters.
@@ -332,7 +337,7 @@ class VTINETLIB_API RFC2822Decoder final : public MIMEDecoder {
     Zeb_String getHeader(const Zeb_String& name) const;
     /// Decoded; empty when there is none.
     Zeb_String getSubject() const;
-    /// As it was written.
+    /// As getHeader gives it.
     Zeb_String getDate() const;
     /// The mailboxes of a header field; none when there is no such field.
     std::vector<RFC2822Address> parseAddressHeader(const Zeb_String& name) const;

@@ -3,10 +3,11 @@
 //
 // Plain TCP: no TLS, no authentication, no pipelining. One thread at a time per object.
 // Failure: replies that refuse, and connections that are lost, are results (false, 0), with the
-// server's words kept; open may throw socket_error. Every line sent and received is reported to
+// server's words kept; open may throw socket_error. Every command and reply line is reported to
 // the host's diagnostics (id 11, tag "smtpclient (vtinetlib.dll)").
 #pragma once
 
+#include <cstddef>
 #include <istream>
 #include <string>
 #include <vector>
@@ -29,13 +30,15 @@ class VTINETLIB_API SMTPClient {
     bool open(const Zeb_String& host, const unsigned short* port = nullptr);
     /// The same for a u"..." literal.
     bool open(const Zeb_String& host, const char16_t* port);
+    /// The same for a literal null.
+    bool open(const Zeb_String& host, std::nullptr_t) { return open(host); }
 
-    /// One mail transaction. Addresses are bare or in angle brackets behind a name; one that has
-    /// no form on one ASCII line is skipped. `message` is in wire form (CR LF line ends); it is
-    /// read from its buffer, from the current position to its end, and gets a line end if its last
-    /// line has none. Returns how many recipients the server accepted, 0 when the transaction
-    /// failed. The reply to the message is awaited for 600 seconds. May throw socket_error; the
-    /// connection is closed then.
+    /// One mail transaction. Addresses are bare or in angle brackets behind a name; a recipient
+    /// that has no form on one ASCII line is skipped, with such a sender nothing is sent. `message`
+    /// is in wire form (CR LF line ends); it is read from its buffer, from the current position to
+    /// its end, and gets a line end if its last line has none. Returns how many recipients the
+    /// server accepted, 0 when the transaction failed. The reply to the message is awaited for 600
+    /// seconds. May throw socket_error; the connection is closed then.
     unsigned deliver(const Zeb_String& from, const CStringArray& recipients, std::istream& message);
 
     /// Whether the server announced `name` on a line without parameters, case and all. The last
@@ -59,7 +62,8 @@ class VTINETLIB_API SMTPClient {
     const std::string& getReplyCode() const { return replyCode_; }
     /// Text of the last reply, its lines joined by LF.
     const std::string& getReplyText() const { return replyText_; }
-    /// Lines of the last EHLO reply but for the first and the last, parameters included.
+    /// Lines of the last EHLO reply but for the first and the last that have text, parameters
+    /// included.
     const std::vector<std::string>& getExtensions() const { return extensions_; }
 
   private:

@@ -97,9 +97,10 @@ TEST(Pop3Open, usesTheServicePop3UnlessTold) {
     EXPECT_FALSE(client.open(u"host"));
     EXPECT_FALSE(client.open(u"host", static_cast<const unsigned short*>(nullptr)));
     EXPECT_FALSE(client.open(u"host", static_cast<const char16_t*>(nullptr)));
+    EXPECT_FALSE(client.open(u"host", nullptr));
     EXPECT_FALSE(client.open(u"host", u"1110"));
     EXPECT_FALSE(client.open(u"host", Zeb_String(u"2110").GetBuffer()));
-    EXPECT_THAT(ports, ElementsAre("pop3", "pop3", "pop3", "1110", "2110"));
+    EXPECT_THAT(ports, ElementsAre("pop3", "pop3", "pop3", "pop3", "1110", "2110"));
 }
 
 TEST(Pop3Open, connectsToWhereTheServiceIs) {

@@ -16,6 +16,13 @@ std::string mime(const std::string& text, Blanks blanks = Blanks::Skipped) {
     return dump(tokensOf(text, LexerMode::Mime, blanks));
 }
 
+TEST(Lexer, TakesALiteralAndANumber) {
+    RFC2822Lexer lexer("a/b", 0);
+    Zeb_String token;
+    EXPECT_EQ(lexer.nextToken(token, false), 4U);
+    EXPECT_EQ(token, u"a/b");
+}
+
 TEST(Lexer, EmptyTextIsAtItsEnd) { EXPECT_EQ(address(""), "end"); }
 
 TEST(Lexer, EndIsReturnedAgainAndAgain) {

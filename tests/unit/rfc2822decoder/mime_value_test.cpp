@@ -71,7 +71,7 @@ TEST(MimeValue, OtherTokenBehindTheValueEndsTheText) {
 }
 
 TEST(MimeValue, OtherTokenBehindTheSubvalueEndsTheText) {
-    for (const char* rest : {" x; a=b", "\"x\"; a=b", "/x; a=b", ", a=b", "\0; a=b"})
+    for (const std::string& rest : {" x; a=b"s, "\"x\"; a=b"s, "/x; a=b"s, ", a=b"s, "\0; a=b"s})
         EXPECT_EQ(dump(MIMEHeaderValue("text/plain"s + rest)), "text/plain") << rest;
 }
 

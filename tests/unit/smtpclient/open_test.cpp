@@ -101,8 +101,9 @@ TEST(SmtpOpen, usesTheServiceSmtpUnlessTold) {
     EXPECT_THROW(client.open(u"host"), socket_error);
     EXPECT_THROW(client.open(u"host", static_cast<const unsigned short*>(nullptr)), socket_error);
     EXPECT_THROW(client.open(u"host", static_cast<const char16_t*>(nullptr)), socket_error);
+    EXPECT_THROW(client.open(u"host", nullptr), socket_error);
     EXPECT_THROW(client.open(u"host", u"2525"), socket_error);
-    EXPECT_THAT(ports, ElementsAre("smtp", "smtp", "smtp", "2525"));
+    EXPECT_THAT(ports, ElementsAre("smtp", "smtp", "smtp", "smtp", "2525"));
 }
 
 TEST(SmtpOpen, passesOnWhyItCannotConnect) {
