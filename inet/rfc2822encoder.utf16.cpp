@@ -451,6 +451,6 @@ void RFC2822Encoder::getData(bool eightBit, std::ostream& out) const {
     const std::string transferEncoding = transferEncodingOf(body, eightBit);
     const std::string header = headerText(transferEncoding);
     out.write(header.data(), static_cast<std::streamsize>(header.size()));
-    if (!out.good()) return;
-    if (!writeBody(transferEncoding, body, out.rdbuf())) out.setstate(std::ios::badbit);
+    if (!out.good() || !writeBody(transferEncoding, body, out.rdbuf()))
+        out.setstate(std::ios::badbit);
 }

@@ -3,7 +3,9 @@
 //
 // Wide text comes in, octets with CR LF line ends go out. One thread at a time per object.
 // Failure: false for an address or header name that has no form on one ASCII line; the stream's
-// bad bit for a write that failed. Nothing here throws but std::bad_alloc.
+// bad bit for a write that failed, but for the last soft break of quoted-printable. Nothing here
+// throws but std::bad_alloc, Zeb_Range_Error for a body of more units than an int counts, and
+// what the buffer of a stream throws while the body is written.
 #pragma once
 
 #include <ostream>
@@ -71,10 +73,10 @@ class VTINETLIB_API RFC2822Encoder {
     Zeb_String body_;
 };
 
-/// Takes from `text`, starting at unit *lo and never beyond *hi (exclusive but for a range of one
-/// unit), units whose UTF-8 form fits the rest of the 45 octets that one encoded word carries,
-/// appends that form to `chunk`, moves *lo behind what was taken and narrows *hi. Units are
-/// weighed in halves of the range: a surrogate pair may be cut, each half is then EF BF BD.
+/// Takes from `text`, starting at unit *lo and up to *hi, exclusive, units whose UTF-8 form fits
+/// the rest of the 45 octets that one encoded word carries, appends that form to `chunk`, moves *lo
+/// behind what was taken and narrows *hi. Units are weighed in halves of the range: a surrogate
+/// pair may be cut, each half is then EF BF BD.
 VTINETLIB_API void bi_len(int* lo, int* hi, const Zeb_String& text, std::string& chunk);
 
 // Internal to the module; not exported.

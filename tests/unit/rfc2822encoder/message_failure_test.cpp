@@ -93,6 +93,17 @@ TEST(MessageFailure, NothingIsWrittenToAStreamThatIsBadAlready) {
     EXPECT_EQ(target.syncs(), 0);
 }
 
+TEST(MessageFailure, AStreamThatHasEndedOrFailedBecomesBad) {
+    for (const auto state : {std::ios::eofbit, std::ios::failbit}) {
+        Target target;
+        std::ostream out(&target);
+        out.setstate(state);
+        messageOf(u"hello").getData(/*eightBit=*/false, out);
+        EXPECT_EQ(target.text(), "");
+        EXPECT_TRUE(out.bad());
+    }
+}
+
 TEST(MessageFailure, BodyIsSyncedOnce) {
     for (const char16_t* body : {u"", u"hello", u"hello \x01 world", u"\xE9\xE9"})
         for (const bool eightBit : {false, true}) {
