@@ -260,7 +260,7 @@ Line parseLine(std::string_view text) {
 }
 
 std::vector<Line> splitLines(std::string_view text) {
-    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // an editor's byte order mark
+    while (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // byte order marks of editors
     std::vector<Line> lines;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());

@@ -65,6 +65,9 @@ const HandEdited handEdited[] = {
     {"\xEF\xBB\xBF"
      "a = 1\n",
      u"a", u"1"},
+    {"\xEF\xBB\xBF\xEF\xBB\xBF"
+     "a = 1\n",
+     u"a", u"1"},
     {"\xEF\xBB\xBF# comment\na = 1\n", u"a", u"1"},
     {"\n\n  \n\t\na = 1\n\n", u"a", u"1"},
     {"# a = 2\n  # a = 3\n\t#a = 4\na = 1\n#a = 5\n", u"a", u"1"},
@@ -241,6 +244,16 @@ TEST(SovSettingsFile, ALineThatBeginsWithAByteOrderMarkIsReplacedLikeAnyOther) {
     EXPECT_EQ(folder.get(u"b"), u"2");
     const std::string octets = folder.octets();
     EXPECT_EQ(octets.find("a = 1"), std::string::npos) << octets;
+}
+
+TEST(SovSettingsFile, SeveralByteOrderMarksAtTheStartAreNoPartOfAKey) {
+    const SettingsFolder folder;
+    folder.setOctets(
+        "\xEF\xBB\xBF\xEF\xBB\xBF"
+        "a = 1\n");
+    ASSERT_EQ(folder.put(u"b", u"2"), "");
+    ASSERT_EQ(folder.put(u"b", u"2"), "");
+    EXPECT_EQ(folder.octets(), "a = 1\nb = 2\n");
 }
 
 TEST(SovSettingsFile, AByteOrderMarkInAKeyIsKeptAtTheStartOfAFile) {
