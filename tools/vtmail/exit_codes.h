@@ -20,7 +20,7 @@ inline constexpr ExitCode exitCodes[] = {
      "one line; for show: an empty mail; for settings edit: what was typed makes no sense"},
     {EX_NOINPUT, "EX_NOINPUT",
      "the text of the mail, or the password file, cannot be read; for show: the mail cannot, or "
-     "has no such entity or message"},
+     "has no such entity or message; for settings edit: what was typed cannot"},
     {EX_NOUSER, "EX_NOUSER",
      "recipients were refused; the line says whether the others got the mail"},
     {EX_NOHOST, "EX_NOHOST", "the mail server has no address"},
@@ -30,9 +30,11 @@ inline constexpr ExitCode exitCodes[] = {
     {EX_SOFTWARE, "EX_SOFTWARE",
      "what arrived in the demo is not what was sent; a fault of the program"},
     {EX_OSERR, "EX_OSERR",
-     "not enough memory for the mail; for sandbox --exec: no process for the command"},
+     "not enough memory for the mail; for sandbox --exec and settings edit: no process for the "
+     "command"},
     {EX_OSFILE, "EX_OSFILE",
-     "/etc/services, which knows the ports of smtp and pop3, is missing (package netbase)"},
+     "the port of a service is unknown: /etc/services, which knows those of smtp and pop3, is "
+     "missing (package netbase), or has no such service"},
     {EX_CANTCREAT, "EX_CANTCREAT",
      "a setting could not be stored, the file is as it was; for fetch: no folder or file for the "
      "messages; for show --extract: a file or the folder could not be made; for sandbox and demo: "
@@ -41,7 +43,8 @@ inline constexpr ExitCode exitCodes[] = {
      "standard output, for fetch a message, or for settings edit the file, could not be written"},
     {EX_TEMPFAIL, "EX_TEMPFAIL",
      "no connection, a connection that was lost, a silent server, a refusal for now, an mbox "
-     "that another program has locked, or settings that it changed meanwhile: try again"},
+     "that another program has locked, settings that it changed meanwhile, or a delivery that "
+     "lacked memory: try again"},
     {EX_PROTOCOL, "EX_PROTOCOL", "the server's reply was none"},
     {EX_NOPERM, "EX_NOPERM",
      "the mail server refused user name or password; the password file may be read by others"},

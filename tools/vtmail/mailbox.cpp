@@ -161,9 +161,10 @@ int Mailbox::count() {
     // None, no reply, and a reply that is none are all the same to the client.
     const bool isReply = reply_ && reply_->starts_with("+OK");
     if (count < 0 || (count == 0 && !(isReply && saysNone(client_.getLastReply()))))
-        throw isReply ? Failure(EX_PROTOCOL, shown(options_.host) +
-                                                 ": no valid reply to STAT: " + shown(*reply_))
-                      : failure();
+        throw isReply
+            ? Failure(EX_PROTOCOL, shown(options_.host) +
+                                       ": no valid reply to STAT: " + shortened(shown(*reply_)))
+            : failure();
     return count;
 }
 

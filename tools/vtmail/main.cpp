@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/host.h"
 #include "tools/vtmail/colour.h"
 #include "tools/vtmail/command_tree.h"
 #include "tools/vtmail/commands.h"
@@ -142,6 +143,8 @@ int main(int argc, char** argv) {
         return complain(failure.exitCode(), failure.what());
     } catch (const std::bad_alloc&) {
         return complain(EX_OSERR, "there is not enough memory for this mail");
+    } catch (const Zeb_Range_Error& error) {
+        return complain(EX_DATAERR, error.GetReason());
     } catch (const std::exception& error) {
         return complain(EX_SOFTWARE, shown(error.what()));
     }

@@ -87,7 +87,7 @@ class DotLock {
     bool take() {
         const Descriptor file(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (file.isOpen()) {
-            writeAll(file.number(), owner, path_);
+            sign(file);
             return true;
         }
         if (errno != EEXIST) failAt(EX_CANTCREAT, "create", path_, errno);
@@ -95,6 +95,16 @@ class DotLock {
         Block block;
         if (old.isOpen() && readAt(old, 0, block, path_) == owner) unlink(path_.c_str());
         return false;
+    }
+
+    /// One that is not signed would be taken for somebody else's.
+    void sign(const Descriptor& file) {
+        try {
+            writeAll(file.number(), owner, path_);
+        } catch (...) {
+            unlink(path_.c_str());
+            throw;
+        }
     }
 
     std::string path_;

@@ -160,10 +160,11 @@ std::unique_ptr<MessageStore> openFolder(const fs::path& folder) {
 // ---- one message
 
 MessageFile::MessageFile(MessageStore& store, std::function<void(std::size_t)> moved)
-    : store_(store),
-      moved_(std::move(moved)),
-      path_(store.temporaryPath().string()),
-      descriptor_(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {
+    : store_(store), moved_(std::move(moved)) {
+    do {  // a crash may have left a file, and numbers of processes come again
+        path_ = store.temporaryPath().string();
+        descriptor_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    } while (descriptor_ == -1 && errno == EEXIST);
     if (descriptor_ == -1) failAt(EX_CANTCREAT, "create", path_, errno);
     partialFile = path_.c_str();
 }

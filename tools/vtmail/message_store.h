@@ -62,7 +62,7 @@ class MessageFile : public std::streambuf {
     MessageStore& store_;
     std::function<void(std::size_t)> moved_;
     std::string path_;
-    int descriptor_;
+    int descriptor_ = -1;
     std::string blanks_;       // that the line began with, as long as there is nothing else
     bool isBlankLine_ = true;  // so far
     std::string buffer_;       // not written yet

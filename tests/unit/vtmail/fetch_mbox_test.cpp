@@ -23,9 +23,11 @@
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -155,6 +157,22 @@ TEST_F(FetchMbox, AFullDiskLeavesTheFileAsItWas) {
     EXPECT_EQ(octetsOf(mbox()), old);
     EXPECT_THAT(folder_.names(), ElementsAre("mbox"));
     EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
+TEST_F(FetchMbox, AFullDiskLeavesNoLock) {
+    EXPECT_EQ(fetch({}, limitedTo(3)).exitCode, EX_IOERR);
+    EXPECT_THAT(folder_.names(), Not(Contains("mbox.lock")));
+    EXPECT_EQ(fetch().exitCode, 0);
+}
+
+// As in a container, in which each run has the same number.
+TEST_F(FetchMbox, AMessageThatACrashLeftHalfWrittenIsNotInTheWay) {
+    const auto leave = [this] {
+        std::ofstream(mbox().parent_path() / (".vtmail-" + std::to_string(getpid()) + "-1.tmp"));
+    };
+    const Outcome run = fetch({}, leave);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(stored(), both);
 }
 
 TEST_F(FetchMbox, WhatACrashLeavesIsCutOffByTheNextOne) {

@@ -322,10 +322,11 @@ sandbox::Message sayingEverywhere(const std::string& text) {
 }
 
 TEST(PageEscaping, NothingOfAMailIsMarkup) {
-    for (const char* text :
-         {"<script>alert(1)</script>", "</title><script src=//x></script>", "</pre><img src=x>",
-          "\"><img src=x onerror=alert(1)>", "' onmouseover='x", "<!--", "]]>", "&lt;b&gt;",
-          "\\\"><b>", "=?utf-8?q?=3Cb=3E=22=27?=", "<b\0>", "javascript:alert(1)"}) {
+    for (const std::string& text : std::initializer_list<std::string>{
+             "<script>alert(1)</script>", "</title><script src=//x></script>", "</pre><img src=x>",
+             "\"><img src=x onerror=alert(1)>", "' onmouseover='x", "<!--", "]]>", "&lt;b&gt;",
+             "\\\"><b>", "=?utf-8?q?=3Cb=3E=22=27?=", std::string("<b\0>", 4),
+             "javascript:alert(1)"}) {
         PageOf mails({});
         mails.add(sayingEverywhere(text));
         for (const std::string& path : pagesOfAMail)
