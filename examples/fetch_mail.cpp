@@ -16,7 +16,7 @@ Zeb_String wide(const std::string& utf8) {
 }
 
 int complain(const POP3Client& mailbox, const std::string& what) {
-    std::cerr << what << ":" << mailbox.getLastReply() << "\n";
+    std::cerr << what << ":" << Printable(wide(mailbox.getLastReply())) << "\n";
     return 1;
 }
 

@@ -32,8 +32,8 @@ class VTHOST_API AdCharset {
     /// The host's default charset.
     static const AdCharset& getDefaultCharset();
 
-    /// The preferred MIME name (RFC 2045 "charset" parameter); for a name that is not known, the
-    /// name as it was given.
+    /// The preferred MIME name (RFC 2045 "charset" parameter), else IANA's; for a charset that has
+    /// neither, and a name that is not known, the name as it was given.
     const Zeb_String& getMimeName() const { return keptName_ ? *keptName_ : ownName_; }
     /// Whether the name that it was built from is known.
     bool isKnown() const { return kind_ != Kind::Unknown; }

@@ -9,7 +9,8 @@
 namespace {
 
 /// Whether showing the code point could do more than show a character: controls, separators of
-/// lines and paragraphs, marks that turn the direction of text, tags and the byte order mark.
+/// lines and paragraphs, marks that turn the direction of text or annotate it, tags and the byte
+/// order mark.
 bool isUnsafe(char32_t codePoint) {
     const auto isWithin = [codePoint](char32_t first, char32_t last) {
         return codePoint >= first && codePoint <= last;

@@ -8,6 +8,7 @@
 #include "host/zeb_string.h"
 
 /// UTF-8 of `text` for one line of a terminal or a log: control characters, line and paragraph
-/// separators and the characters that turn the direction of text become `\xHH`, `\uHHHH` or
+/// separators, the characters that turn the direction of text, annotation marks, tags and the byte
+/// order mark become `\xHH`, `\uHHHH` or
 /// `\UHHHHHHHH`, a lone surrogate likewise. Everything else stays as it is.
 VTHOST_API std::string Printable(const Zeb_String& text);

@@ -4,7 +4,8 @@
 // Text passed as a pointer is zero-terminated; a null pointer is the empty text. `u"..."`
 // literals are accepted wherever such a pointer is. A Zeb_String may hold any units, NULs and
 // lone surrogates included. Lengths, counts and indices are in code units.
-// One thread at a time per object. Failure: Zeb_Range_Error where it is named, std::bad_alloc.
+// One thread at a time per object. Failure: std::bad_alloc; Zeb_Range_Error where it is
+// named, and for a text of more units than an int counts.
 #pragma once
 
 #include <array>

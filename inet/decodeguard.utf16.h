@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What keeps the decoding of a message within its limits. Internal to the library.
 //
-// One thread at a time per object. Nothing here throws but std::bad_alloc.
+// One thread at a time per object. Nothing here throws but std::bad_alloc, and what
+// the buffer below a BlockSource throws.
 #pragma once
 
 #include <algorithm>

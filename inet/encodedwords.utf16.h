@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Octets of a header as wide text. Internal to the library.
 //
-// Any thread. Nothing here throws but std::bad_alloc.
+// Any thread. Nothing here throws but std::bad_alloc, and Zeb_Range_Error for a text of more units
+// than an int counts.
 #pragma once
 
 #include <string_view>

@@ -20,7 +20,8 @@ class DecodeGuard;
 /// A received message with all its entities, which it owns.
 class VTINETLIB_API GuardedMessage {
   public:
-    /// Reads the stream to its end. Throws std::bad_alloc; nothing is lost then but the reading.
+    /// Reads the stream to its end. Throws std::bad_alloc, and what the stream's buffer throws;
+    /// nothing is lost then but the reading.
     explicit GuardedMessage(std::istream& in, const MIMELimits& limits = {});
     ~GuardedMessage();
     GuardedMessage(const GuardedMessage&) = delete;

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Limits on what a message may cost to decode, and the defects that decoding it shows.
 //
-// Every cut and every fault that guarded decoding (inet/guardedmessage.utf16.h) meets becomes a
-// defect; none is an exception. Values may be copied and used by any thread, one at a time.
+// What guarded decoding (inet/guardedmessage.utf16.h) cuts, and the faults of these kinds that it
+// meets, become defects; none is an exception. Values may be copied and used by any thread, one at
+// a time.
 #pragma once
 
 #include <cstddef>

@@ -2,7 +2,8 @@
 // Between the wide text of the callers and the octets of a protocol line.
 //
 // Internal to the library: shared by the modules that speak a protocol. Nothing here throws but
-// std::bad_alloc.
+// std::bad_alloc, Zeb_Range_Error for a line of more units than an int counts, and what the host's
+// reporter throws.
 #pragma once
 
 #include <string>
