@@ -48,7 +48,7 @@ std::size_t endOfElement(std::string_view list, char separator, std::size_t star
 namespace {
 
 constexpr std::size_t fieldCost = sizeof(HeaderMap::value_type) + 64;
-constexpr std::size_t parameterOctetCost = 16;
+constexpr std::size_t parameterOctetCost = 24;
 
 /// Whether it begins with "Content-", in any case.
 bool isMimeName(const Zeb_String& name) {

@@ -519,10 +519,23 @@ class EntityInput {
         if (hasType) type = found->second;
     }
 
+    /// For containers: all parameters would stay in memory, on each level, while the parts are
+    /// read.
+    void keepBoundaryAlone() {
+        boundary_ = boundary();
+        type = MIMEHeaderValue();
+    }
+    Zeb_String boundary() const {
+        return boundary_ ? *boundary_ : type.getParameter(u"boundary", u"");
+    }
+
     std::streambuf* const source;
     TextSource* const wholeText;  // the same, when it is in memory
     bool hasType = false;
     MIMEHeaderValue type;
+
+  private:
+    std::optional<Zeb_String> boundary_;  // when it was kept alone
 };
 
 /// What a decoder reads its body from: its transfer decoding, with a guard one that goes on behind
@@ -643,8 +656,10 @@ MIMEDecoder* MIMEDecoder::construct(HeaderMap&& headers, const EntityInput& in,
 
 MIMEDecoder* MIMEDecoder::build(HeaderMap&& headers, std::streambuf& source, TextSource* text,
                                 DecodeGuard* guard) {
-    const EntityInput in(headers, &source, text);
-    switch (kindOf(in, guard)) {
+    EntityInput in(headers, &source, text);
+    const EntityKind kind = kindOf(in, guard);
+    if (kind == EntityKind::Multipart || kind == EntityKind::Message) in.keepBoundaryAlone();
+    switch (kind) {
         case EntityKind::Multipart:
             return construct<MIMEMultipartDecoder>(std::move(headers), in, guard);
         case EntityKind::Message:
@@ -750,9 +765,9 @@ namespace {
 /// In front of the boundary in a delimiter.
 constexpr std::string_view anyDelimiter = "\r\n--";
 
-std::string delimiterOf(const MIMEHeaderValue& type) {
+std::string delimiterOf(const EntityInput& input) {
     std::string boundary;
-    asciiOctets(type.getParameter(u"boundary", u""), boundary);
+    asciiOctets(input.boundary(), boundary);
     return boundary.insert(0, anyDelimiter);
 }
 
@@ -813,7 +828,7 @@ MIMEMultipartDecoder::MIMEMultipartDecoder(HeaderMap&& headers, const EntityInpu
     : MIMEDecoder(std::move(headers), input) {
     const BodySource body(*this, input, guard);
     std::streambuf& source = *body.get();
-    const std::string delimiter = delimiterOf(input.type);
+    const std::string delimiter = delimiterOf(input);
     if (delimiter == anyDelimiter && guard != nullptr) guard->note(MIMEDefect::Kind::NoBoundary);
     // A line end in the boundary is for the filter to find.
     const bool isOneLine = delimiter.find_first_of("\r\n", 2) == nowhere;

@@ -267,7 +267,8 @@ NESTED_MULTIPARTS = (
     ("98, boundaries that begin another", DEEP_BODY,
      closed_levels(98, b"level%d", b"\r\n--level")),
     ("98 of long boundaries around fields", BODY,
-     long_boundaries(b"--b\n" + b"a:b\n" * 100000 + b"a: " + b"x" * 100000 + b"\n\n\n")),
+     long_boundaries(b"--b\na:b\na:" + b"," * 5500 + b"\n"
+                     + (b"a:,\n" * 120 + b"a:" + b"x" * 20000 + b"\n") * 40 + b"\n\n")),
     ("98 of long boundaries around parts", BODY,
      long_boundaries(b"--b\n\n" + b"x" * 490 + b"\n")),
 )

@@ -75,6 +75,10 @@ std::vector<Family> headerFamilies() {
         {"one long section", "Content-Type: a/b;x*0*=utf-8''", always("%C3%A4"), "\n\n"},
         {"one long plain section", "Content-Type: a/b;x*0=", always("aaaa"), "\n\n"},
         {"one long section of blanks", "Content-Type: a/b;x*0=\"", always("    "), "\"\n\n"},
+        {"one long section of percent signs", "Content-Type: a/b;x*0=", always("%%%%"), "\n\n"},
+        {"sections of percent signs", "Content-Type: a/b",
+         [](std::size_t n) { return ";x*" + std::to_string(n) + "=" + std::string(5000, '%'); },
+         "\n\n"},
         {"parameters", "Content-Type: a/b", [](std::size_t n) { return ";" + nameOf(n) + "=a"; },
          "\n\n"},
         {"one long parameter", "Content-Type: a/b;x=", always("aaaa"), "\n\n"},
@@ -94,6 +98,19 @@ std::string nestedMultipart(std::size_t number) {
     return "Content-Type: multipart/mixed; boundary=" + boundary + "\n\n--" + boundary + "\n";
 }
 
+/// Of the 37 * 36 shortest names.
+std::string manyParameters() {
+    std::string text;
+    for (std::size_t number = 0; number < 1332; ++number) text += ";" + nameOf(number) + "=b";
+    return text;
+}
+
+std::string nestedMultipartOfManyParameters(std::size_t number) {
+    const std::string boundary = boundaryOf(number);
+    return "Content-Type: multipart/mixed; boundary=" + boundary + manyParameters() + "\n\n--" +
+           boundary + "\n";
+}
+
 std::string nested(std::size_t levels) {
     std::string text;
     for (std::size_t level = 0; level < levels; ++level) text += nestedMultipart(level);
@@ -103,6 +120,9 @@ std::string nested(std::size_t levels) {
 std::vector<Family> bodyFamilies() {
     return {
         {"nested multiparts", "", nestedMultipart, "\n"},
+        {"nested multiparts of many parameters", "", nestedMultipartOfManyParameters, "\n"},
+        {"nested messages of many parameters", "",
+         always("Content-Type: message/rfc822" + manyParameters() + "\n\n"), "\n"},
         {"nested messages", "", always("Content-Type: message/rfc822\n\n"), "\n"},
         {"messages side by side", multipart, always("--b\nContent-Type: message/rfc822\n\n\n"),
          "--b--\n"},
