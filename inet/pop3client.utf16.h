@@ -50,6 +50,11 @@ class VTINETLIB_API POP3Client {
     /// Reads the lines of a message, or list, up to the lone dot; see getMessage.
     bool readLines(std::ostream& out);
 
+    /// Whether octets have arrived that belong to no reply so far. A message ends for the client
+    /// where a lone dot stands between line feeds: from a server that hands a bare one on, the rest
+    /// of the message would be taken for the replies to come. Ask before you delete.
+    bool hasUnread();
+
     /// What stood behind "+OK" or "-ERR" in the last status line, its blank included; the whole of
     /// a line that begins with neither; "Unknown error" when there was no line.
     const std::string& getLastReply() const { return lastReply_; }

@@ -361,6 +361,11 @@ void socketbuf::raiseSendFailure(int code) {
 
 // ==== reading
 
+std::streamsize socketbuf::showmanyc() {
+    int arrived = 0;
+    return ioctl(descriptor_, FIONREAD, &arrived) == -1 ? 0 : arrived;
+}
+
 socketbuf::int_type socketbuf::underflow() {
     if (!getBuffer_) getBuffer_ = std::make_unique<char[]>(bufferSize);
     while (gptr() == egptr()) {

@@ -86,6 +86,8 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     int sync() override;
     int_type overflow(int_type c) override;
     int_type underflow() override;
+    /// Octets that have arrived in the system: what in_avail answers when the get buffer is empty.
+    std::streamsize showmanyc() override;
 
   private:
     VTINETLIB_HIDDEN void closeSilently();

@@ -45,7 +45,8 @@ inline constexpr ExitCode exitCodes[] = {
      "no connection, a connection that was lost, a silent server, a refusal for now, an mbox "
      "that another program has locked, settings that it changed meanwhile, or a delivery that "
      "lacked memory: try again"},
-    {EX_PROTOCOL, "EX_PROTOCOL", "the server's reply was none"},
+    {EX_PROTOCOL, "EX_PROTOCOL",
+     "the server's reply was none; for fetch --delete: a message goes on behind its end"},
     {EX_NOPERM, "EX_NOPERM",
      "the mail server refused user name or password; the password file may be read by others"},
     {EX_CONFIG, "EX_CONFIG",

@@ -3,6 +3,7 @@
 
 #include <netdb.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -61,12 +62,13 @@ std::string Mailbox::masked(std::string report) const {
     constexpr std::string_view mask = "********";
     if (report.starts_with(passwordSent)) return std::string(passwordSent).append(mask);
     if (step_ != "PASS" || !report.starts_with(received)) return report;
-    std::size_t at = received.size() + std::string_view("+OK").size();
-    while ((at = report.find(password_, at)) != std::string::npos) {
-        report.replace(at, password_.size(), mask);
-        at += mask.size();
+    std::size_t rest = received.size() + std::string_view("+OK").size();
+    std::string text = report.substr(0, rest);
+    for (std::size_t at = 0; (at = report.find(password_, rest)) != std::string::npos;) {
+        text.append(report, rest, at - rest).append(mask);
+        rest = at + password_.size();
     }
-    return report;
+    return text.append(report, std::min(rest, report.size()));
 }
 
 void Mailbox::take(const std::string& report) {
@@ -177,6 +179,12 @@ bool Mailbox::retrieve(int n, std::ostream& out) {
 
 bool Mailbox::remove(int n) {
     watchdog_.feed();
+    // Else the rest of a message would be taken for the replies to come, and what was never fetched
+    // be deleted.
+    if (client_.hasUnread())
+        throw Failure(EX_PROTOCOL, shown(options_.host) + ": message " + std::to_string(n) +
+                                       " goes on behind its end, a line with a lone dot; fetch it "
+                                       "without --delete");
     if (client_.deleteMessage(n)) return true;
     if (isRefused()) return false;
     throw failure();

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <sstream>
+#include <thread>
 
 #include "tests/unit/pop3client/session.h"
 #include "tests/unit/socketstream/connection.h"
@@ -177,6 +178,21 @@ TEST(Pop3Lines, ofAClosedClientAreNone) {
     std::ostringstream list;
     EXPECT_FALSE(client.readLines(list));
     EXPECT_EQ(client.getLastReply(), "");
+}
+
+TEST(Pop3Unread, isWhatFollowsTheEndOfAMessage) {
+    OpenSession session("C: RETR 1\nS: +OK\nS: a\nS: .\nS: +OK deleted\n");
+    std::ostringstream message;
+    ASSERT_TRUE(session.client.getMessage(1, message));
+    while (!session.client.hasUnread()) std::this_thread::yield();  // it may be on its way
+    EXPECT_TRUE(session.client.readReply());
+    EXPECT_FALSE(session.client.hasUnread());
+    EXPECT_EQ(session.peer.finish(), "");
+}
+
+TEST(Pop3Unread, isNothingOfAClosedClient) {
+    POP3Client client;
+    EXPECT_FALSE(client.hasUnread());
 }
 
 }  // namespace

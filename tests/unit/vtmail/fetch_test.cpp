@@ -507,6 +507,22 @@ TEST_F(Fetch, AServerThatRepeatsThePasswordDoesNotShowIt) {
     EXPECT_THAT(run.err, Not(HasSubstr("secret")));
 }
 
+TEST_F(Fetch, APasswordThatIsRepeatedAMillionTimesIsMaskedInProportion) {
+    std::string words;
+    for (int i = 0; i < 1'000'000; ++i) words += " secret";
+    on(Step::Pass, Reply::say("-ERR" + words + "\r\n"));
+    const Outcome run = vtmail(intoFolder());
+    EXPECT_THAT(run.err, HasSubstr("(******** ********"));
+    EXPECT_THAT(run.err, Not(HasSubstr("secret")));
+}
+
+TEST_F(Fetch, NothingIsDeletedWhereAMessageGoesOnBehindItsEnd) {
+    on(Step::Retr, Reply::say("+OK\r\nhello\n.\n+OK deleted\n+OK bye\n\r\n.\r\n"));
+    expectFailure(vtmail(intoFolder({"--delete"})), EX_PROTOCOL,
+                  "message 1 goes on behind its end");
+    EXPECT_THAT(server_.mailbox(), SizeIs(2));
+}
+
 TEST_F(Fetch, TraceShowsThePasswordWhenAskedTo) {
     EXPECT_THAT(vtmail(intoFolder({"--trace", "--trace-password"})).err,
                 HasSubstr("POP3->PASS secret\n"));
