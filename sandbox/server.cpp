@@ -112,11 +112,13 @@ class Connection {
     asio::awaitable<Command> readCommand() {
         const std::size_t limit = shared_.options.limits.commandLine;
         bool isTooLong = false;
+        std::size_t searched = 0;
         std::size_t end = std::string::npos;
-        while ((end = buffer_.find("\r\n")) == std::string::npos) {
+        while ((end = buffer_.find("\r\n", searched)) == std::string::npos) {
             // The first octets are shown, the last one may be a CR, the rest may go.
             isTooLong |= limit != 0 && buffer_.size() > limit;
             if (isTooLong) buffer_.erase(limit - 1, buffer_.size() - limit);
+            searched = buffer_.empty() ? 0 : buffer_.size() - 1;
             co_await receive();
         }
         isTooLong |= limit != 0 && end + 2 > limit;

@@ -50,8 +50,9 @@ class DeliveryLog::Fates {
 
     /// For all who were accepted.
     void settle(Kind kind, const Exchange& exchange) {
+        const RecipientFate settled{kind, {exchange.code(), exchange.words()}};
         for (RecipientFate& fate : transactions_.back())
-            if (fate.kind == Kind::Accepted) fate = {kind, {exchange.code(), exchange.words()}};
+            if (fate.kind == Kind::Accepted) fate = settled;
     }
 
     std::string fault_;

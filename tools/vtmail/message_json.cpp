@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/vtmail/message_json.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "tools/vtmail/message_view.h"
@@ -46,6 +47,16 @@ json treeOf(const Entity& entity) {
     return node;
 }
 
+/// Blanks in front of a line for each level. A deep tree would consist of them.
+int indentOf(const GuardedMessage& message) {
+    constexpr std::ptrdiff_t deep = 12;
+    const std::vector<Entity> all = entitiesOf(message);
+    const bool isDeep = std::any_of(all.begin(), all.end(), [](const Entity& entity) {
+        return std::count(entity.path.begin(), entity.path.end(), '.') > deep;
+    });
+    return isDeep ? 0 : 2;
+}
+
 json defectsOf(const GuardedMessage& message) {
     json defects = json::array();
     for (const MIMEDefect& defect : message.getDefects())
@@ -72,5 +83,5 @@ std::string toJson(const GuardedMessage& message) {
         {"defectCount", message.getDefectCount()},
     };
     // ASCII alone: control and direction characters of the mail are escapes in it.
-    return all.dump(/*indent=*/2, ' ', /*ensure_ascii=*/true);
+    return all.dump(indentOf(message), ' ', /*ensure_ascii=*/true);
 }

@@ -114,6 +114,7 @@ void writeText(const Entity& entity, const std::function<void(std::string_view)>
     if (writeInPieces(decoder.getBody(), decoder.getCharsetName(), write)) return;
     Utf8Sink sink(write);
     std::basic_ostream<unsigned short> out(&sink);
+    out.exceptions(std::ios::badbit);  // or a lack of memory would end the text unnoticed
     try {
         decoder.getText(out);
     } catch (const Zeb_Range_Error&) {

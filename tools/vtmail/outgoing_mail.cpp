@@ -99,13 +99,19 @@ class WholeMail {
         if (!root.decoder->isText() || typeOf(root) != "text/plain")
             throw Failure(EX_DATAERR, what_ + " is " + shown(typeOf(root)) +
                                           ", which would be lost; only a plain text can be sent");
-        std::string text = textOf(root);
-        for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos; ++at)
-            text.erase(at, 1);
-        return fromUtf8(text, "the text");
+        return fromUtf8(withLineFeeds(textOf(root)), "the text");
     }
 
   private:
+    /// Each CR LF becomes LF.
+    static std::string withLineFeeds(const std::string& text) {
+        std::string lines;
+        lines.reserve(text.size());
+        for (std::size_t i = 0; i < text.size(); ++i)
+            if (text[i] != '\r' || text.compare(i, 2, "\r\n") != 0) lines += text[i];
+        return lines;
+    }
+
     void appendAddresses(const std::string& list, const char16_t* field,
                          std::vector<Zeb_String>& all) const {
         const std::string name = toUtf8(field) + " of " + what_;

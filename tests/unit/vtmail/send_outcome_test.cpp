@@ -310,6 +310,15 @@ TEST_F(SendWhole, LineEndsOfBothKindsAreTheSame) {
     EXPECT_THAT(server_.messages()[0].data, ::testing::EndsWith("\r\n\r\none\r\ntwo\r\n"));
 }
 
+// Time in proportion to the square would be minutes.
+TEST_F(SendWhole, AMillionLineEndsOfTwoOctetsAreReadInProportion) {
+    std::string mail = "To: a@x\r\n\r\n";
+    for (int line = 0; line < 1'000'000; ++line) mail += "\r\n";
+    const Outcome run = vtmail({"send", "-t", "--dry-run"}, mail);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_GT(run.out.size(), 2'000'000U);
+}
+
 TEST_F(SendWhole, WithoutFromTheSenderIsThatOfTheSettings) {
     EXPECT_EQ(vtmail({"send", "-t"}, "To: a@x\n\nhello\n").exitCode, 0);
     ASSERT_THAT(server_.messages(), SizeIs(1));

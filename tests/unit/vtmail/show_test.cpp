@@ -635,6 +635,14 @@ TEST(ShowJson, EachKindOfDefectHasItsName) {
     }
 }
 
+TEST(ShowJson, ADeepTreeIsNotIndented) {
+    const std::string mail =
+        repeated("Content-Type:message/rfc822\n\n", 98) + repeated(":b\n", 10'000) + "\n";
+    const Outcome run = show(mail, {"--json"});
+    EXPECT_LT(run.out.size(), 8 * mail.size());
+    EXPECT_EQ(differencesFromSchema("show", run.out), "");
+}
+
 TEST(ShowJson, OnlyAsciiIsWritten) {
     for (const char c : show(hostileHeader + richMail, {"--json"}).out)
         EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7F)) << static_cast<int>(c);
