@@ -266,11 +266,11 @@ NESTED_MULTIPARTS = (
     ("98 around hyphens", 4 * DEEP_BODY, closed_levels(98, b"level-%02d", b"\r\n--")),
     ("98, boundaries that begin another", DEEP_BODY,
      closed_levels(98, b"level%d", b"\r\n--level")),
-    ("98 of long boundaries around fields", BODY,
+    ("98 of long boundaries around fields", 2 * BODY,
      long_boundaries(b"--b\na:b\na:" + b"," * 5500 + b"\n"
                      + (b"a:,\n" * 120 + b"a:" + b"x" * 20000 + b"\n") * 40 + b"\n\n")),
-    ("98 of long boundaries around parts", BODY,
-     long_boundaries(b"--b\n\n" + b"x" * 490 + b"\n")),
+    ("98 of long boundaries around parts", 2 * BODY,
+     long_boundaries(b"--b\n\n" + b"x" * 1000 + b"\n")),
 )
 NESTED_MESSAGES = (
     ("usual", BODY,
