@@ -91,16 +91,25 @@ def closed_levels(count, boundary, body):
     return pieces
 
 
-def long_boundaries(piece):
-    """98 multiparts in each other, whose boundaries are a half of the size, and a piece again and
-    again in the innermost one."""
+def long_boundaries(part):
+    """98 multiparts in each other, whose boundaries are an eighth of the size, and a part again and
+    again in the innermost one: `part(filler)`, where the filler is as long as a boundary. That one
+    begins with a field that spends what is left for fields without asking."""
     def pieces(octets):
-        filler = b"a" * (octets // 2 // 98 // 2)
+        filler = b"a" * (octets // 8 // 98 // 2)
         for level in range(98):
             name = b"%02d" % level + filler
             yield b"Content-Type: multipart/mixed; boundary=%b\n\n--%b\n" % (name, name)
-        yield from repeated(MULTIPART, piece)(octets // 2)
+        head = b"a:b\na:" + b"," * 5500 + b"\n" + MULTIPART
+        yield from repeated(head, part(filler))(octets // 8 * 7)
     return pieces
+
+
+def short_and_long_fields(filler):
+    """A part whose short fields ask for more to spend; the boundaries of all levels are looked for
+    in the long ones."""
+    fields = b"a:,\n" * 5000 + b"a:" + filler + b"\n"
+    return b"--b\n" + fields * (700 * KIB // len(fields)) + b"\n\n"
 
 
 def encoded_messages(octets):
@@ -266,11 +275,9 @@ NESTED_MULTIPARTS = (
     ("98 around hyphens", 4 * DEEP_BODY, closed_levels(98, b"level-%02d", b"\r\n--")),
     ("98, boundaries that begin another", DEEP_BODY,
      closed_levels(98, b"level%d", b"\r\n--level")),
-    ("98 of long boundaries around fields", 2 * BODY,
-     long_boundaries(b"--b\na:b\na:" + b"," * 5500 + b"\n"
-                     + (b"a:,\n" * 120 + b"a:" + b"x" * 20000 + b"\n") * 40 + b"\n\n")),
-    ("98 of long boundaries around parts", 2 * BODY,
-     long_boundaries(b"--b\n\n" + b"x" * 1000 + b"\n")),
+    ("98 of long boundaries around fields", BODY, long_boundaries(short_and_long_fields)),
+    ("98 of long boundaries around parts", BODY,
+     long_boundaries(lambda filler: b"--b\n\n" + b"x" * 1000 + b"\n")),
 )
 NESTED_MESSAGES = (
     ("usual", BODY,
