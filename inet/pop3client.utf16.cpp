@@ -123,7 +123,7 @@ bool POP3Client::readReply() {
     return isGood;
 }
 
-bool POP3Client::hasUnread() { return connection_.rdbuf()->in_avail() > 0; }
+bool POP3Client::hasUnread() { return connection_.rdbuf()->hasUnread(); }
 
 bool POP3Client::sendCommand(const std::string& command) {
     diag_fmt(lineSent, command);  // Kept: the log has the password in clear

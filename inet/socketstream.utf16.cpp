@@ -178,8 +178,7 @@ socketbuf* socketbuf::open(const Zeb_String& host, const unsigned short* port) {
     closeSilently();
     setg(nullptr, nullptr, nullptr);
     setp(nullptr, nullptr);
-    isBlocking_ = true;
-    sendsWithRoom_ = 0;
+    sendsWithRoom_ = uncounted;
     const AddressList addresses = resolve(host, port);
     int error = 0;
     for (const addrinfo* address = addresses.get(); address != nullptr;
@@ -225,8 +224,7 @@ void socketbuf::setTimeout(double seconds) {
         socket_error::raiseException(error, isBounded ? "ioctl(FIONBIO,1)" : "ioctl(FIONBIO,0)");
     }
     timeoutActive_ = isBounded;
-    isBlocking_ = !isBounded;
-    if (isBlocking_) sendsWithRoom_ = 0;  // blocking sends are not counted
+    sendsWithRoom_ = isBounded ? std::max(sendsWithRoom_, 0) : uncounted;
 }
 
 // ==== waiting
@@ -343,7 +341,7 @@ bool socketbuf::sendPending(int flags) {
 /// would be a short one, time and again on a slow way: so one without room is not begun, and
 /// counts as one that would block.
 ssize_t socketbuf::sendWithRoom(std::size_t length, int flags) {
-    if (!isBlocking_) {
+    if (sendsWithRoom_ != uncounted) {
         if (sendsWithRoom_ == 0) sendsWithRoom_ = findRoom(descriptor_);
         if (sendsWithRoom_ == 0) {
             errno = EAGAIN;
@@ -361,9 +359,9 @@ void socketbuf::raiseSendFailure(int code) {
 
 // ==== reading
 
-std::streamsize socketbuf::showmanyc() {
+bool socketbuf::hasUnread() {
     int arrived = 0;
-    return ioctl(descriptor_, FIONREAD, &arrived) == -1 ? 0 : arrived;
+    return gptr() != egptr() || (ioctl(descriptor_, FIONREAD, &arrived) == 0 && arrived > 0);
 }
 
 socketbuf::int_type socketbuf::underflow() {

@@ -86,10 +86,11 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     int sync() override;
     int_type overflow(int_type c) override;
     int_type underflow() override;
-    /// Octets that have arrived in the system: what in_avail answers when the get buffer is empty.
-    std::streamsize showmanyc() override;
 
   private:
+    friend class POP3Client;
+    /// Whether octets have arrived that were not read.
+    VTINETLIB_HIDDEN bool hasUnread();
     VTINETLIB_HIDDEN void closeSilently();
     VTINETLIB_HIDDEN void reportConnected();
     VTINETLIB_HIDDEN bool sendPending(int flags);
@@ -98,9 +99,9 @@ class VTINETLIB_API socketbuf : public std::streambuf {
 
     int descriptor_ = -1;
     bool timeoutActive_ = false;
-    bool isBlocking_ = true;
     double timeout_ = 0;
-    int sendsWithRoom_ = 0;  // so many more of them cannot be short ones
+    static constexpr int uncounted = -1;  // of a blocking socket
+    int sendsWithRoom_ = uncounted;       // so many more of them cannot be short ones
     std::unique_ptr<char[]> getBuffer_;
     std::unique_ptr<char[]> putBuffer_;
 };
