@@ -35,6 +35,11 @@ struct SeenWait {
         reports.emplace();
     }
 
+    /// To another peer.
+    void reopen() {
+        buffer.close();
+        buffer.open(u"127.0.0.1", portOf(secondPeer).GetBuffer());
+    }
     bool isBlocking() const { return (fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0; }
     /// In microseconds; none without a limit.
     std::optional<long> microseconds() const {
@@ -44,6 +49,7 @@ struct SeenWait {
 
     SystemCalls calls;
     sandbox::ScriptedPeer peer{{sandbox::silence()}};
+    sandbox::ScriptedPeer secondPeer{{sandbox::silence()}};
     socketbuf buffer;
     std::optional<CapturedReports> reports;  // those after the connection
     int result = 1;                          // a negative one fails with this errno
@@ -117,9 +123,7 @@ TEST(SocketWait, ofZeroSecondsMakesTheSocketBlockAgain) {
 TEST(SocketWait, outlivesTheConnection) {
     SeenWait seen;
     seen.buffer.setTimeout(7);
-    seen.buffer.close();
-    sandbox::ScriptedPeer second({sandbox::silence()});
-    seen.buffer.open(u"127.0.0.1", portOf(second).GetBuffer());
+    seen.reopen();
     EXPECT_TRUE(seen.isBlocking());
     seen.buffer.wait_readwrite(true);
     EXPECT_EQ(seen.microseconds(), 7000000);
@@ -128,9 +132,7 @@ TEST(SocketWait, outlivesTheConnection) {
 TEST(SocketWait, ofAnEarlierConnectionHoldsUpNoWrite) {
     SeenWait seen;
     seen.buffer.setTimeout(7);
-    seen.buffer.close();
-    sandbox::ScriptedPeer second({sandbox::silence()});
-    seen.buffer.open(u"127.0.0.1", portOf(second).GetBuffer());
+    seen.reopen();
     seen.result = 0;
     const std::string octets(3000, 'x');
     EXPECT_EQ(seen.buffer.sputn(octets.data(), 3000), 3000);
