@@ -68,7 +68,7 @@ constexpr OctetSet rfc2045atom = atomWithout("()<>@,;:\\\"/[]?=");
 RFC2822Lexer::RFC2822Lexer(const std::string& text, bool mimeMode)
     : copy_(text), text_(copy_), mimeMode_(mimeMode) {}
 
-RFC2822Lexer::RFC2822Lexer(View view, bool mimeMode) : text_(view.text), mimeMode_(mimeMode) {}
+RFC2822Lexer::RFC2822Lexer(View view) : text_(view.text), mimeMode_(view.mimeMode) {}
 
 RFC2822Lexer::~RFC2822Lexer() = default;
 
@@ -212,7 +212,7 @@ RFC2822Address::~RFC2822Address() = default;
 RFC2822Address::RFC2822Address(const std::string& text) { *this = text; }
 
 RFC2822Address& RFC2822Address::operator=(const std::string& text) {
-    RFC2822Lexer lexer(RFC2822Lexer::View{text}, /*mimeMode=*/false);
+    RFC2822Lexer lexer(RFC2822Lexer::View{text, /*mimeMode=*/false});
     Zeb_String ignored;
     parseOneAddress(lexer, ignored);
     return *this;
@@ -251,7 +251,7 @@ unsigned RFC2822Address::parseAngleAddress(RFC2822Lexer& lexer, Zeb_String& next
 }
 
 std::vector<RFC2822Address> RFC2822Address::parseAddresses(const std::string& text) {
-    RFC2822Lexer lexer(RFC2822Lexer::View{text}, /*mimeMode=*/false);
+    RFC2822Lexer lexer(RFC2822Lexer::View{text, /*mimeMode=*/false});
     std::vector<RFC2822Address> addresses;
     constexpr std::size_t shortest = 4;  // "a@b,"
     addresses.reserve(std::min(elementsOf(text, ','), text.size() / shortest + 1));
@@ -373,7 +373,7 @@ MIMEHeaderValue& MIMEHeaderValue::operator=(const std::string& text) {
 }
 
 void MIMEHeaderValue::parse(const std::string& text) {
-    RFC2822Lexer lexer(RFC2822Lexer::View{text}, /*mimeMode=*/true);
+    RFC2822Lexer lexer(RFC2822Lexer::View{text, /*mimeMode=*/true});
     Zeb_String token;
     if (lexer.nextToken(token, true) != RFC2822TokenKind::Atom) return;
     value_ = token;

@@ -68,8 +68,9 @@ class VTINETLIB_API RFC2822Lexer {
     /// A text that is not copied.
     struct View {
         std::string_view text;
+        bool mimeMode;
     };
-    VTINETLIB_HIDDEN RFC2822Lexer(View view, bool mimeMode);
+    VTINETLIB_HIDDEN explicit RFC2822Lexer(View view);
 
     VTINETLIB_HIDDEN void takeWhitespace(Zeb_String* token);
     VTINETLIB_HIDDEN bool takeComment(Zeb_String* token);

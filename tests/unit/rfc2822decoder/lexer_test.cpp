@@ -23,6 +23,13 @@ TEST(Lexer, TakesALiteralAndANumber) {
     EXPECT_EQ(token, u"a/b");
 }
 
+TEST(Lexer, TakesATextInBraces) {
+    RFC2822Lexer lexer({"a/b"}, true);
+    Zeb_String token;
+    EXPECT_EQ(lexer.nextToken(token, false), 4U);
+    EXPECT_EQ(token, u"a");
+}
+
 TEST(Lexer, EmptyTextIsAtItsEnd) { EXPECT_EQ(address(""), "end"); }
 
 TEST(Lexer, EndIsReturnedAgainAndAgain) {
