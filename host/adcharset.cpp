@@ -456,14 +456,18 @@ const char* standardName(const char* name, const char* standard) {
     return hasSucceeded(status) ? found : nullptr;
 }
 
-/// ICU's own name for the charset; null when it is not known. Compound text counts as unknown:
-/// ICU 72 crashes when it writes that.
+/// Charsets of ICU that count as unknown. ICU 72 crashes when it writes compound text. An octet of
+/// the two compressions may stand for a surrogate pair: a mail would take twice the memory that any
+/// other charset makes it take, and neither is used in mail.
+constexpr std::string_view refusedCharsets[] = {"x11-compound-text", "SCSU", "BOCU-1"};
+
+/// ICU's own name for the charset; null when it is not known.
 const char* canonicalName(const std::string& name) {
     UErrorCode status = U_ZERO_ERROR;
     const char* found = ucnv_getAlias(name.c_str(), 0, &status);
-    const bool isUsable =
-        hasSucceeded(status) && found != nullptr && std::string_view(found) != "x11-compound-text";
-    return isUsable ? found : nullptr;
+    if (!hasSucceeded(status) || found == nullptr) return nullptr;
+    const bool isRefused = std::ranges::find(refusedCharsets, found) != std::end(refusedCharsets);
+    return isRefused ? nullptr : found;
 }
 
 /// The name to put into a MIME header: MIME's own preference, else the registered one, else null.

@@ -521,9 +521,11 @@ class EntityInput {
 
     /// For containers: all parameters would stay in memory, on each level, while the parts are
     /// read.
+    void dropParameters() { type = MIMEHeaderValue(); }
+    /// The same for multiparts.
     void keepBoundaryAlone() {
         boundary_ = boundary();
-        type = MIMEHeaderValue();
+        dropParameters();
     }
     Zeb_String boundary() const {
         return boundary_ ? *boundary_ : type.getParameter(u"boundary", u"");
@@ -658,7 +660,8 @@ MIMEDecoder* MIMEDecoder::build(HeaderMap&& headers, std::streambuf& source, Tex
                                 DecodeGuard* guard) {
     EntityInput in(headers, &source, text);
     const EntityKind kind = kindOf(in, guard);
-    if (kind == EntityKind::Multipart || kind == EntityKind::Message) in.keepBoundaryAlone();
+    if (kind == EntityKind::Multipart) in.keepBoundaryAlone();
+    if (kind == EntityKind::Message) in.dropParameters();
     switch (kind) {
         case EntityKind::Multipart:
             return construct<MIMEMultipartDecoder>(std::move(headers), in, guard);
@@ -727,11 +730,16 @@ std::streambuf* MIMEDecoder::getTransferStreambuf() {
 MIMETextDecoder::MIMETextDecoder(const HeaderMap& headers, std::istream& in)
     : MIMETextDecoder(HeaderMap(headers), EntityInput(headers, in.rdbuf()), nullptr) {}
 
+/// So many units of its name stay with the tree; no charset has a name that long.
+constexpr int mostOfAnUnknownCharset = 128;
+
 MIMETextDecoder::MIMETextDecoder(HeaderMap&& headers, const EntityInput& input, DecodeGuard* guard)
     : MIMEDecoder(std::move(headers), input),
       charsetName_(input.type.getParameter(u"charset", u"US-ASCII")) {
-    if (guard != nullptr && !charsetNamed(charsetName_).isKnown())
+    if (guard != nullptr && !charsetNamed(charsetName_).isKnown()) {
         guard->note(MIMEDefect::Kind::UnknownCharset);
+        charsetName_ = charsetName_.Left(mostOfAnUnknownCharset);
+    }
     body_ = BodySource(*this, input, guard).read();
 }
 

@@ -260,7 +260,7 @@ class VTINETLIB_API MIMETextDecoder final : public MIMEDecoder {
     void getText(std::basic_ostream<unsigned short>& out) const;
     /// Octets, after transfer decoding.
     const std::string& getBody() const { return body_; }
-    /// As declared, else US-ASCII.
+    /// As declared, else US-ASCII. In guarded decoding an unknown name ends behind 128 units.
     const Zeb_String& getCharsetName() const { return charsetName_; }
 
   private:

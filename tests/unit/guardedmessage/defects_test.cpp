@@ -109,6 +109,13 @@ TEST(Defects, LeaveAnEmptyLineWithCarriageReturnsOut) {
     EXPECT_EQ(defectsOf(text), Defects{});
 }
 
+TEST(Defects, KeepTheBeginningOfAnUnknownCharset) {
+    std::istringstream in("Content-Type: text/plain; charset=" + std::string(1000, 'x') + "\n\na");
+    const GuardedMessage message(in);
+    const MIMETextDecoder* const text = message.getMessage().getMessageEntity()->getTextDecoder();
+    EXPECT_EQ(text->getCharsetName(), Zeb_String(u'x', 128));
+}
+
 TEST(Defects, TellOfAnUnknownCharset) {
     const std::string text = "Content-Type: text/plain; charset=x-no-such\n\nbody";
     EXPECT_EQ(defectsOf(text), Defects{defect("unknownCharset", "1", text.find("body"))});

@@ -26,6 +26,8 @@ struct Family {
     std::string end;
 };
 
+void PrintTo(const Family& family, std::ostream* out) { *out << family.name; }
+
 std::function<std::string(std::size_t)> always(const std::string& piece) {
     return [piece](std::size_t) { return piece; };
 }
@@ -65,6 +67,8 @@ std::vector<Family> headerFamilies() {
                 "?="),
          "\n\n"},
         {"one long encoded word", "Subject: =?utf-8?b?", always("QUJD"), "?=\n\n"},
+        {"encoded words that name a compression",
+         "Subject: ", always("=?SCSU?Q?\x0B\x81\x80" + std::string(992, '\xFF') + "?= "), "\n\n"},
         {"beginnings of words", "Subject: ", always("=?"), "\n\n"},
         {"sections", "Content-Type: a/b",
          [](std::size_t n) { return ";x*" + std::to_string(n) + "=a"; }, "\n\n"},
@@ -117,12 +121,30 @@ std::string nested(std::size_t levels) {
     return text + "\n";
 }
 
+std::string messageOfALongBoundary() {
+    return "Content-Type: message/rfc822; boundary=" + std::string(10'000, 'b') + "\n\n";
+}
+
+/// Its second field ends what is read of the first one.
+const std::string partOfALongName =
+    "--b\nContent-Type: text/plain; charset=" + std::string(20'000, 'x') + "\nContent-Type: x\n\n";
+
+std::string partOfSmallFields() {
+    std::string part = "--b\n";
+    for (int c = '!'; c <= '~'; ++c)
+        if (c != ':') part += static_cast<char>(c) + std::string(":b\n");
+    return part + "\n";
+}
+
 std::vector<Family> bodyFamilies() {
     return {
         {"nested multiparts", "", nestedMultipart, "\n"},
         {"nested multiparts of many parameters", "", nestedMultipartOfManyParameters, "\n"},
         {"nested messages of many parameters", "",
          always("Content-Type: message/rfc822" + manyParameters() + "\n\n"), "\n"},
+        {"nested messages of long boundaries", "", always(messageOfALongBoundary()), "\n"},
+        {"small fields behind long names of charsets", multipart + repeated(partOfALongName, 91),
+         always(partOfSmallFields()), "--b--\n"},
         {"nested messages", "", always("Content-Type: message/rfc822\n\n"), "\n"},
         {"messages side by side", multipart, always("--b\nContent-Type: message/rfc822\n\n\n"),
          "--b--\n"},
