@@ -33,18 +33,25 @@ class MessageLines {
     }
 
     /// False for the lone dot, which ends the message. Requires room for the line and a line feed.
-    bool add(std::string_view line) {
-        line = withoutTrailingBlanks(line);
+    bool add(std::string_view octets) {
+        std::string_view line = withoutTrailingBlanks(octets);
         if (line.starts_with('.')) {
             line.remove_prefix(1);
-            if (line.empty()) return false;
+            if (line.empty()) {
+                isEndWhole_ = followsReturn_ && octets == ".\r";
+                return false;
+            }
         }
+        followsReturn_ = octets.ends_with('\r');
         // Kept: the last line of a message gets no line end.
         if (!isFirst_) gathered_[length_++] = '\n';
         isFirst_ = false;
         length_ += line.copy(gathered_.data() + length_, line.size());
         return true;
     }
+
+    /// Whether the lone dot stood between CR LF and CR LF.
+    bool isEndWhole() const { return isEndWhole_; }
 
     void write() {
         out_.write(gathered_.data(), static_cast<std::streamsize>(length_));
@@ -56,6 +63,8 @@ class MessageLines {
     std::string gathered_;  // room, longer than what is in it
     std::size_t length_ = 0;
     bool isFirst_ = true;
+    bool followsReturn_ = true;  // the line before ended in CR LF; the status line counts as such
+    bool isEndWhole_ = false;
 };
 
 /// Where the lines of some octets end, one after the other.
@@ -115,6 +124,7 @@ bool POP3Client::readReply() {
     lastReply_ = "Unknown error";
     std::string line;
     if (!socketgetline(connection_, line).good()) return false;
+    statusHasReturn_ = line.ends_with('\r');
     removeTrailingBlanks(line);
     diag_fmt(lineReceived, line);
     const bool isGood = line.starts_with("+OK");
@@ -133,16 +143,17 @@ bool POP3Client::sendCommand(const std::string& command) {
 }
 
 bool POP3Client::readLines(std::ostream& out) {
+    isEndCertain_ = false;
     MessageLines lines(out);
     std::string line;
-    while (socketgetline(connection_, line).good()) {
+    bool isInMessage = true;
+    while (isInMessage && socketgetline(connection_, line).good()) {
         lines.makeRoom(line.size() + 1);
-        if (!lines.add(line)) return true;
-        const bool isEnd = !addLinesAtHand(*connection_.rdbuf(), lines);
+        isInMessage = lines.add(line) && addLinesAtHand(*connection_.rdbuf(), lines);
         lines.write();
-        if (isEnd) return true;
     }
-    return false;
+    isEndCertain_ = !isInMessage && (lines.isEndWhole() || !statusHasReturn_);
+    return !isInMessage;
 }
 
 bool POP3Client::open(const Zeb_String& host, const unsigned short* port) {

@@ -50,9 +50,13 @@ class VTINETLIB_API POP3Client {
     /// Reads the lines of a message, or list, up to the lone dot; see getMessage.
     bool readLines(std::ostream& out);
 
-    /// Whether octets have arrived that belong to no reply so far. A message ends for the client
-    /// where a lone dot stands between line feeds: from a server that hands a bare one on, the rest
-    /// of the message would be taken for the replies to come. Ask before you delete.
+    /// Whether the last message, or list, ended as RFC 1939 has it, with CR LF, a dot and CR LF. A
+    /// lone dot between bare line feeds ends it for the client, too. From a server whose status
+    /// lines end in CR LF such a dot may stand in the mail, and the mail's sender have written the
+    /// replies to come: false. Ask before you delete.
+    bool isEndCertain() const { return isEndCertain_; }
+    /// Whether octets have arrived that belong to no reply so far; what is still on its way does
+    /// not count.
     bool hasUnread();
 
     /// What stood behind "+OK" or "-ERR" in the last status line, its blank included; the whole of
@@ -62,4 +66,6 @@ class VTINETLIB_API POP3Client {
   private:
     socketstream connection_;
     std::string lastReply_;
+    bool statusHasReturn_ = false;  // the last status line ended in CR LF
+    bool isEndCertain_ = false;
 };

@@ -360,6 +360,7 @@ void socketbuf::raiseSendFailure(int code) {
 // ==== reading
 
 bool socketbuf::hasUnread() {
+    if (!is_open()) return false;
     int arrived = 0;
     return gptr() != egptr() || (ioctl(descriptor_, FIONREAD, &arrived) == 0 && arrived > 0);
 }

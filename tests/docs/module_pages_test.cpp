@@ -130,8 +130,11 @@ bool fetchFrom(const Zeb_String& host, std::ostream& out) {
     if (!client.open(host) || !client.auth_pass(u"ines", u"secret"))
         return false;  // client.getLastReply() says why
     const int count = client.countMessages();
-    for (int n = 1; n <= count; ++n)
-        if (client.getMessage(n, out) && out.flush()) client.deleteMessage(n);
+    for (int n = 1; n <= count; ++n) {
+        if (!client.getMessage(n, out)) continue;
+        if (!out.flush() || !client.isEndCertain()) return false;
+        client.deleteMessage(n);
+    }
     client.close();  // the server deletes now
     return true;
 }

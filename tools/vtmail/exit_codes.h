@@ -46,7 +46,7 @@ inline constexpr ExitCode exitCodes[] = {
      "that another program has locked, settings that it changed meanwhile, or a delivery that "
      "lacked memory: try again"},
     {EX_PROTOCOL, "EX_PROTOCOL",
-     "the server's reply was none; for fetch --delete: a message goes on behind its end"},
+     "the server's reply was none; for fetch: a message may go on behind the dot that ended it"},
     {EX_NOPERM, "EX_NOPERM",
      "the mail server refused user name or password; the password file may be read by others"},
     {EX_CONFIG, "EX_CONFIG",

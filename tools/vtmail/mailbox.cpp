@@ -133,6 +133,15 @@ Failure Mailbox::connectFailure() const {
                                                     gai_strerror(number) + "; see --host"};
 }
 
+/// The rest of message `n` would be taken for the replies to come, and what was never fetched be
+/// deleted.
+Failure Mailbox::outOfStep(int n) const {
+    const std::string number = std::to_string(n);
+    return {EX_PROTOCOL, shown(options_.host) + ": message " + number +
+                             " may go on behind the lone dot that ended it; --limit " + number +
+                             " without --delete fetches up to it"};
+}
+
 // ---- the dialogue
 
 Mailbox::Mailbox(const MailboxOptions& options)
@@ -172,6 +181,7 @@ int Mailbox::count() {
 
 bool Mailbox::retrieve(int n, std::ostream& out) {
     watchdog_.feed();
+    if (step_.starts_with("RETR ") && client_.hasUnread()) throw outOfStep(n - 1);
     if (client_.getMessage(n, out)) return true;
     if (isRefused()) return false;
     throw failure();
@@ -179,12 +189,7 @@ bool Mailbox::retrieve(int n, std::ostream& out) {
 
 bool Mailbox::remove(int n) {
     watchdog_.feed();
-    // Else the rest of a message would be taken for the replies to come, and what was never fetched
-    // be deleted.
-    if (client_.hasUnread())
-        throw Failure(EX_PROTOCOL, shown(options_.host) + ": message " + std::to_string(n) +
-                                       " goes on behind its end, a line with a lone dot; fetch it "
-                                       "without --delete");
+    if (!client_.isEndCertain() || client_.hasUnread()) throw outOfStep(n);
     if (client_.deleteMessage(n)) return true;
     if (isRefused()) return false;
     throw failure();

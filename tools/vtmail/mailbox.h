@@ -33,7 +33,8 @@ class Mailbox {
     int count();
     /// Writes message `n`, counted from 1, to `out`. False when the server refuses it.
     bool retrieve(int n, std::ostream& out);
-    /// Marks message `n`; end() makes the server delete it. False when the server refuses.
+    /// Marks message `n`, the one retrieved last; end() makes the server delete it. False when the
+    /// server refuses.
     bool remove(int n);
     /// Says goodbye; throws when the server does not confirm it.
     void end();
@@ -58,6 +59,7 @@ class Mailbox {
     bool isRefused() const;
     Failure failure() const;
     Failure connectFailure() const;
+    Failure outOfStep(int n) const;
     std::string fault() const;
 
     MailboxOptions options_;

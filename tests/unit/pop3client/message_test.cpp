@@ -191,8 +191,60 @@ TEST(Pop3Unread, isWhatFollowsTheEndOfAMessage) {
 }
 
 TEST(Pop3Unread, isNothingOfAClosedClient) {
-    POP3Client client;
-    EXPECT_FALSE(client.hasUnread());
+    OpenSession session("C: RETR 1\nS: +OK\nS: .\nS: x\nS: y\nC: QUIT\n");
+    std::ostringstream message;
+    ASSERT_TRUE(session.client.getMessage(1, message));
+    session.client.close();
+    EXPECT_FALSE(session.client.hasUnread());
+}
+
+struct EndRow {
+    const char* name;
+    std::string octets;  // the server's reply to RETR
+    bool isCertain;
+};
+
+void PrintTo(const EndRow& row, std::ostream* out) { *out << row.name; }
+
+const EndRow endRows[] = {
+    {"isBetweenTwoOfCrLf", "+OK\r\na\r\n.\r\n", true},
+    {"mayFollowTheStatusLine", "+OK\r\n.\r\n", true},
+    {"needsAReturnInFrontOfTheDot", "+OK\r\na\n.\r\n", false},
+    {"needsAReturnInFrontOfADotBehindAnEmptyLine", "+OK\r\na\r\n\n.\r\n", false},
+    {"needsAReturnBehindTheDot", "+OK\r\na\r\n.\n", false},
+    {"isNoDotWithABlank", "+OK\r\na\r\n. \r\n", false},
+    {"isNoDotWithTwoReturns", "+OK\r\na\r\n.\r\r\n", false},
+    {"needsNoReturnFromAServerWithoutThem", "+OK\na\n.\n", true},
+    {"isNoneOfALostConnection", "+OK\r\na\r\n", false},
+};
+
+class Pop3CertainEnd : public testing::TestWithParam<EndRow> {};
+
+TEST_P(Pop3CertainEnd, ofAMessage) {
+    OpenSession session({sandbox::expectLine("RETR 1"), sandbox::say(GetParam().octets)});
+    std::ostringstream message;
+    session.client.getMessage(1, message);
+    EXPECT_EQ(session.client.isEndCertain(), GetParam().isCertain);
+}
+
+TEST_P(Pop3CertainEnd, ofAMessageThatComesOctetByOctet) {
+    OpenSession session({sandbox::expectLine("RETR 1"), sandbox::sayOneByOne(GetParam().octets)});
+    std::ostringstream message;
+    session.client.getMessage(1, message);
+    EXPECT_EQ(session.client.isEndCertain(), GetParam().isCertain);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, Pop3CertainEnd, testing::ValuesIn(endRows),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(Pop3CertainEnd, isOfTheLastMessageAlone) {
+    OpenSession session({sandbox::expectLine("RETR 1"), sandbox::say("+OK\r\na\r\n.\r\n"),
+                         sandbox::expectLine("RETR 2"), sandbox::say("+OK\r\nb\n.\n")});
+    std::ostringstream message;
+    ASSERT_TRUE(session.client.getMessage(1, message));
+    ASSERT_TRUE(session.client.isEndCertain());
+    ASSERT_TRUE(session.client.getMessage(2, message));
+    EXPECT_FALSE(session.client.isEndCertain());
 }
 
 }  // namespace
