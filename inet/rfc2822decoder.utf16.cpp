@@ -63,6 +63,17 @@ constexpr OctetSet atomWithout(std::string_view specials) {
 constexpr OctetSet rfc2822atom = atomWithout("()<>@,;:\\\"[]");
 constexpr OctetSet rfc2045atom = atomWithout("()<>@,;:\\\"/[]?=");
 
+/// Each quoted pair is the octet behind its backslash.
+std::string withoutBackslashes(std::string_view quoted) {
+    std::string text;
+    text.reserve(quoted.size());
+    for (std::size_t i = 0; i < quoted.size(); ++i) {
+        if (quoted[i] == '\\') ++i;
+        text += quoted[i];
+    }
+    return text;
+}
+
 }  // namespace
 
 RFC2822Lexer::RFC2822Lexer(const std::string& text, bool mimeMode)
@@ -130,19 +141,18 @@ bool RFC2822Lexer::takeComment(Zeb_String* token) {
 
 /// False when the closing quote is missing.
 bool RFC2822Lexer::takeQuotedString(Zeb_String& token) {
-    std::string content;
-    for (++position_; position_ < text_.size(); ++position_) {
-        char c = text_[position_];
-        if (c == '"') {
-            token = decodeWords(content);
-            ++position_;
-            return true;
-        }
-        if (c == '\\' && ++position_ < text_.size()) c = text_[position_];
-        content += c;
+    const std::size_t start = ++position_;
+    while (position_ < text_.size() && text_[position_] != '"')
+        position_ += text_[position_] == '\\' ? 2 : 1;
+    if (position_ >= text_.size()) {
+        position_ = text_.size();
+        return false;
     }
-    position_ = text_.size();
-    return false;
+    const std::string_view quoted = text_.substr(start, position_ - start);
+    const bool hasPairs = quoted.find('\\') != nowhere;
+    token = hasPairs ? decodeWords(withoutBackslashes(quoted)) : decodeWords(quoted);
+    ++position_;
+    return true;
 }
 
 bool RFC2822Lexer::isAtomOctet(char c) const {
@@ -522,7 +532,7 @@ class EntityInput {
     /// For containers: all parameters would stay in memory, on each level, while the parts are
     /// read.
     void dropParameters() { type = MIMEHeaderValue(); }
-    /// The same for multiparts.
+    /// The same, but for the boundary, which a multipart needs.
     void keepBoundaryAlone() {
         boundary_ = boundary();
         dropParameters();
