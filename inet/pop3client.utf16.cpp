@@ -152,8 +152,10 @@ bool POP3Client::readLines(std::ostream& out) {
         isInMessage = lines.add(line) && addLinesAtHand(*connection_.rdbuf(), lines);
         lines.write();
     }
-    isEndCertain_ = !isInMessage && (lines.isEndWhole() || !statusHasReturn_);
-    return !isInMessage;
+    if (isInMessage) return false;
+    isInStep_ = isInStep_ && (lines.isEndWhole() || !statusHasReturn_);
+    isEndCertain_ = isInStep_;
+    return true;
 }
 
 bool POP3Client::open(const Zeb_String& host, const unsigned short* port) {
@@ -161,6 +163,7 @@ bool POP3Client::open(const Zeb_String& host, const unsigned short* port) {
     const ClosedByException guard(connection_);  // or the client could not be opened again
     connection_.open(host, port != nullptr ? port : Zeb_String(u"pop3").GetBuffer());
     if (!connection_.good()) return false;
+    isInStep_ = true;
     if (readReply()) return true;
     close();
     return false;

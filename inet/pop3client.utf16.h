@@ -50,10 +50,12 @@ class VTINETLIB_API POP3Client {
     /// Reads the lines of a message, or list, up to the lone dot; see getMessage.
     bool readLines(std::ostream& out);
 
-    /// Whether the last message, or list, ended as RFC 1939 has it, with CR LF, a dot and CR LF. A
-    /// lone dot between bare line feeds ends it for the client, too. From a server whose status
-    /// lines end in CR LF such a dot may stand in the mail, and the mail's sender have written the
-    /// replies to come: false. Ask before you delete.
+    /// Whether the last message, or list, and all before it on this connection ended as RFC 1939
+    /// has it, with CR LF, a dot and CR LF, or came from a server that ends its status lines in a
+    /// bare line feed, too. A lone dot between bare line feeds ends a message for the client; but
+    /// from any other server that dot may stand in the mail, and the mail's sender have written the
+    /// replies to come. Ask before you delete; once it is false for a message that was whole, trust
+    /// no reply and do not close with QUIT.
     bool isEndCertain() const { return isEndCertain_; }
     /// Whether octets have arrived that belong to no reply so far; what is still on its way does
     /// not count.
@@ -67,5 +69,6 @@ class VTINETLIB_API POP3Client {
     socketstream connection_;
     std::string lastReply_;
     bool statusHasReturn_ = false;  // the last status line ended in CR LF
-    bool isEndCertain_ = false;
+    bool isInStep_ = true;          // every message has had a certain end
+    bool isEndCertain_ = false;     // it came, and so
 };

@@ -191,7 +191,8 @@ TEST(Pop3Unread, isWhatFollowsTheEndOfAMessage) {
 }
 
 TEST(Pop3Unread, isNothingOfAClosedClient) {
-    OpenSession session("C: RETR 1\nS: +OK\nS: .\nS: x\nS: y\nC: QUIT\n");
+    OpenSession session({sandbox::expectLine("RETR 1"), sandbox::say("+OK\r\n.\r\nx\r\ny\r\n"),
+                         sandbox::expectLine("QUIT")});
     std::ostringstream message;
     ASSERT_TRUE(session.client.getMessage(1, message));
     session.client.close();
@@ -237,14 +238,26 @@ TEST_P(Pop3CertainEnd, ofAMessageThatComesOctetByOctet) {
 INSTANTIATE_TEST_SUITE_P(Table, Pop3CertainEnd, testing::ValuesIn(endRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST(Pop3CertainEnd, isOfTheLastMessageAlone) {
-    OpenSession session({sandbox::expectLine("RETR 1"), sandbox::say("+OK\r\na\r\n.\r\n"),
-                         sandbox::expectLine("RETR 2"), sandbox::say("+OK\r\nb\n.\n")});
+TEST(Pop3CertainEnd, isNoneBehindOneThatTheSenderMayHaveWritten) {
+    OpenSession session({sandbox::expectLine("RETR 1"),
+                         sandbox::say("+OK\r\na\n.\n+OK\r\nx\r\n.\r\n+OK\ny\n.\n"),
+                         sandbox::expectLine("RETR 2"), sandbox::expectLine("RETR 3")});
+    for (const int number : {1, 2, 3}) {
+        std::ostringstream message;
+        EXPECT_TRUE(session.client.getMessage(number, message));
+        EXPECT_FALSE(session.client.isEndCertain()) << number;
+    }
+}
+
+TEST(Pop3CertainEnd, isOfOneConnection) {
+    OpenSession session({sandbox::expectLine("RETR 1"), sandbox::say("+OK\r\na\n.\n")});
     std::ostringstream message;
     ASSERT_TRUE(session.client.getMessage(1, message));
-    ASSERT_TRUE(session.client.isEndCertain());
-    ASSERT_TRUE(session.client.getMessage(2, message));
-    EXPECT_FALSE(session.client.isEndCertain());
+    session.client.close();
+    const sandbox::ScriptedPeer next(sandbox::parseDialogue("S: +OK\nC: RETR 1\nS: +OK\nS: .\n"));
+    ASSERT_TRUE(openTo(session.client, next));
+    ASSERT_TRUE(session.client.getMessage(1, message));
+    EXPECT_TRUE(session.client.isEndCertain());
 }
 
 }  // namespace
