@@ -68,8 +68,7 @@ class Fetch {
     void run() {
         progress_.begin(count_);
         for (int n = 1; n <= count_; ++n) {
-            const bool isStored = store(n);
-            if (isStored && arguments_.deletes) remove(n);
+            if (store(n)) settle(n);
         }
         end();
         progress_.finish(deleted_);
@@ -102,16 +101,22 @@ class Fetch {
         }
     }
 
-    void remove(int n) {
+    /// What is done once a message is stored.
+    void settle(int n) {
         try {
-            if (mailbox_.remove(n)) {
-                ++deleted_;
-            } else {
-                refusals_.add("to delete message " + std::to_string(n), mailbox_.words());
-                progress_.refused("notDeleted", n, mailbox_.words());
-            }
+            mailbox_.expectNoMoreOf(n);
+            if (arguments_.deletes) remove(n);
         } catch (const Failure& failure) {
             throw explained(failure, "");
+        }
+    }
+
+    void remove(int n) {
+        if (mailbox_.remove(n)) {
+            ++deleted_;
+        } else {
+            refusals_.add("to delete message " + std::to_string(n), mailbox_.words());
+            progress_.refused("notDeleted", n, mailbox_.words());
         }
     }
 

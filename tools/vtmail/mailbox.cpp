@@ -181,15 +181,18 @@ int Mailbox::count() {
 
 bool Mailbox::retrieve(int n, std::ostream& out) {
     watchdog_.feed();
-    if (step_.starts_with("RETR ") && client_.hasUnread()) throw outOfStep(n - 1);
     if (client_.getMessage(n, out)) return true;
     if (isRefused()) return false;
     throw failure();
 }
 
+void Mailbox::expectNoMoreOf(int n) {
+    if (client_.hasUnread()) throw outOfStep(n);
+}
+
 bool Mailbox::remove(int n) {
     watchdog_.feed();
-    if (!client_.isEndCertain() || client_.hasUnread()) throw outOfStep(n);
+    if (!client_.isEndCertain()) throw outOfStep(n);
     if (client_.deleteMessage(n)) return true;
     if (isRefused()) return false;
     throw failure();

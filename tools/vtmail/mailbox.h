@@ -33,6 +33,8 @@ class Mailbox {
     int count();
     /// Writes message `n`, counted from 1, to `out`. False when the server refuses it.
     bool retrieve(int n, std::ostream& out);
+    /// Throws when more has come than message `n`, the one retrieved last.
+    void expectNoMoreOf(int n);
     /// Marks message `n`, the one retrieved last; end() makes the server delete it. False when the
     /// server refuses.
     bool remove(int n);

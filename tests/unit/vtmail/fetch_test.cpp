@@ -536,6 +536,12 @@ TEST_F(Fetch, NothingIsFetchedBehindAMessageThatGoesOnBehindItsEnd) {
     EXPECT_THAT(stored(), SizeIs(1));
 }
 
+TEST_F(Fetch, TheLastMessageMayNotGoOnBehindItsEndEither) {
+    on(Step::Retr, Reply::say("+OK\r\nhello\n.\nworld\r\n.\r\n"));
+    expectFailure(vtmail(intoFolder({"--limit", "1"})), EX_PROTOCOL, mayGoOn);
+    EXPECT_THAT(stored(), ElementsAre(Pair("message-0001.eml", "hello\n")));
+}
+
 TEST_F(Fetch, TraceShowsThePasswordWhenAskedTo) {
     EXPECT_THAT(vtmail(intoFolder({"--trace", "--trace-password"})).err,
                 HasSubstr("POP3->PASS secret\n"));
@@ -778,7 +784,7 @@ class SlowServer {
 
 TEST_F(Fetch, EachLineOfAMessageHasTheWholeTime) {
     const SlowServer server(
-        {"+OK\r\n+OK\r\n+OK\r\n+OK 1 9\r\n+OK\r\n", "a\r\n", "b\r\n", "c\r\n", ".\r\n+OK\r\n"});
+        {"+OK\r\n+OK\r\n+OK\r\n+OK 1 9\r\n+OK\r\n", "a\r\n", "b\r\n", "c\r\n.\r\n", "+OK\r\n"});
     const Outcome run = vtmail({"fetch", "--host", privateAddress(), "--port", server.port(),
                                 "--user", "ines", "--folder", folder().string(), "--timeout", "3"});
     EXPECT_EQ(run.exitCode, 0) << run.err;
