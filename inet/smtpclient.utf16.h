@@ -26,7 +26,7 @@ class VTINETLIB_API SMTPClient {
     /// Connects, reads the greeting and sends EHLO, or HELO to a server that does not know EHLO.
     /// A null `port` is the service "smtp". True when the server is ready for a transaction; false
     /// when it refused or the client is already open. Throws socket_error when connecting fails.
-    /// Replies are awaited for 300 seconds.
+    /// Each wait for the server is at most 300 seconds.
     bool open(const Zeb_String& host, const unsigned short* port = nullptr);
     /// The same for a u"..." literal.
     bool open(const Zeb_String& host, const char16_t* port);

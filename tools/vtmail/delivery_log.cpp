@@ -28,7 +28,8 @@ bool DeliveryLog::Exchange::isComplete() const {
 std::string DeliveryLog::Exchange::code() const {
     if (!isComplete()) return {};
     const std::string& line = reply.back();
-    const bool isCode = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3, isdigit);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const bool isCode = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3, isDigit);
     return isCode && (line.size() == 3 || line[3] == ' ') ? line.substr(0, 3) : std::string();
 }
 

@@ -83,7 +83,8 @@ std::string FileFolder::moveToFreeName(const std::string& temporary, const std::
 }
 
 std::string FileFolder::store(const std::string& name, std::string_view octets) {
-    const HeldEndSignals held;  // else they would leave the temporary file behind
+    // Else they would leave the temporary file behind.
+    const HeldEndSignals held({SIGHUP, SIGINT, SIGTERM});
     TemporaryFile file(folder_.number());
     std::string stored;
     if (file.write(octets)) stored = moveToFreeName(file.name(), name);

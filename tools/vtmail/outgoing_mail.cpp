@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/vtmail/outgoing_mail.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cctype>
 #include <sstream>
@@ -76,6 +78,17 @@ class WholeMail {
     WholeMail(const GuardedMessage& message, std::string what)
         : entity_(*message.getMessage().getMessageEntity()), what_(std::move(what)) {}
 
+    /// Refuses what the decoders drop and do not call a defect. `octets` are the mail.
+    void expectAllIsRead(std::string_view octets) const {
+        const std::string_view body = bodyBehindFields(octets);
+        const std::string encoding =
+            toUtf8(entity_.getMIMEHeader(u"Content-Transfer-Encoding", "7bit").getValue());
+        if (strcasecmp(encoding.c_str(), "base64") != 0) return;
+        const std::size_t padding = std::min(body.find('='), body.size());
+        if (body.find_first_not_of("= \t\r\n", padding) != std::string_view::npos)
+            throw Failure(EX_DATAERR, what_ + " has a base64 text that goes on behind its padding");
+    }
+
     /// The addresses of all fields of that name.
     std::vector<Zeb_String> addresses(const char16_t* field) const {
         std::vector<Zeb_String> all;
@@ -103,6 +116,27 @@ class WholeMail {
     }
 
   private:
+    /// Refuses a line of blanks, which ends the header and takes the field in front of it along,
+    /// and a name with a blank behind it, which is another name.
+    std::string_view bodyBehindFields(std::string_view octets) const {
+        constexpr std::string_view blanks = " \t";
+        while (!octets.empty()) {
+            const std::size_t end = std::min(octets.find('\n'), octets.size() - 1);
+            const std::string_view line = octets.substr(0, end);
+            octets.remove_prefix(end + 1);
+            if (line.empty() || line == "\r") break;
+            if (line.find_first_not_of(" \t\r") == std::string_view::npos)
+                throw Failure(EX_DATAERR, what_ + " has a line of blanks in its header; delete it");
+            const std::size_t colon = line.find(':');
+            const bool hasName = colon != std::string_view::npos && colon > 0 &&
+                                 blanks.find(line.front()) == std::string_view::npos;
+            if (hasName && blanks.find(line[colon - 1]) != std::string_view::npos)
+                throw Failure(EX_DATAERR, what_ + " has a blank behind the name of the field " +
+                                              shown(line.substr(0, colon)) + "; delete it");
+        }
+        return octets;
+    }
+
     /// Each CR LF becomes LF.
     static std::string withLineFeeds(const std::string& text) {
         std::string lines;
@@ -163,6 +197,7 @@ void takeWholeMail(const std::string& octets, const std::string& what, OutgoingM
         throw Failure(EX_DATAERR,
                       what + " is damaged: " + shown(message.getDefects().front().describe()));
     const WholeMail whole(message, what);
+    whole.expectAllIsRead(octets);
     mail.to = whole.addresses(u"To");
     mail.cc = whole.addresses(u"Cc");
     mail.bcc = whole.addresses(u"Bcc");

@@ -352,10 +352,22 @@ TEST_F(SendWhole, WhatWouldBeLostIsRefused) {
         {"To: a@x\nContent-Type: text/html\n\nx\n", "is text/html, which would be lost"},
         {"To: a@x\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\nx\n--b--\n",
          "is multipart/mixed, which would be lost"},
+        {"To: a@x\nBcc: b@x,\n \n c@x\nSubject: s\n\nx\n", "has a line of blanks in its header"},
+        {"To: a@x\r\n\t \r\n\r\nx\r\n", "has a line of blanks in its header"},
+        {"To: a@x\nBcc : b@x\n\nx\n", "has a blank behind the name of the field Bcc "},
+        {"To: a@x\nContent-Transfer-Encoding: Base64\n\naGVsbG8=\nd29ybGQ=\n",
+         "has a base64 text that goes on behind its padding"},
         {"To: a@x\nrubbish\n\nx\n", "standard input is damaged: "},
         {"To: a@x\nContent-Type: text/plain; charset=klingon\n\nx\n", "is damaged: "},
     };
     for (const auto& [mail, words] : rows) expectRefusal(mail, words);
+}
+
+TEST_F(SendWhole, WhatOnlyLooksLikeThatIsSent) {
+    for (const char* mail :
+         {"To: a@x,\n b@x\nSubject: a : b\n c : d\n\n \nx : y\n", "To: a@x\n", "To: a@x",
+          "To: a@x\nContent-Transfer-Encoding: base64\n\naGVs\nbG8=\n\n"})
+        EXPECT_EQ(vtmail({"send", "-t"}, mail).exitCode, 0) << mail;
 }
 
 TEST_F(SendWhole, OptionsThatWouldContradictAreRefused) {
