@@ -79,7 +79,7 @@ std::string withoutBackslashes(std::string_view quoted) {
 RFC2822Lexer::RFC2822Lexer(const std::string& text, bool mimeMode)
     : copy_(text), text_(copy_), mimeMode_(mimeMode) {}
 
-RFC2822Lexer::RFC2822Lexer(View view) : text_(view.text), mimeMode_(view.mimeMode) {}
+RFC2822Lexer::RFC2822Lexer(const View& view) : text_(view.text), mimeMode_(view.mimeMode) {}
 
 RFC2822Lexer::~RFC2822Lexer() = default;
 

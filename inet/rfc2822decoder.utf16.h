@@ -70,7 +70,7 @@ class VTINETLIB_API RFC2822Lexer {
         std::string_view text;
         bool mimeMode;
     };
-    VTINETLIB_HIDDEN explicit RFC2822Lexer(View view);
+    VTINETLIB_HIDDEN explicit RFC2822Lexer(const View& view);
 
     VTINETLIB_HIDDEN void takeWhitespace(Zeb_String* token);
     VTINETLIB_HIDDEN bool takeComment(Zeb_String* token);

@@ -18,6 +18,7 @@
 #include <cerrno>
 #include <cmath>
 #include <exception>
+#include <utility>
 #include <vector>
 
 #include "inet/wiretext.utf16.h"
@@ -256,7 +257,7 @@ timeval selectLimit(double seconds) {
 }
 
 /// The result of select on one descriptor; no `limit` waits for ever.
-int selectOne(int descriptor, bool forRead, timeval* limit) {
+int selectOne(int descriptor, bool forRead, bool orUrgent, timeval* limit) {
     if (descriptor < 0) {
         errno = EBADF;
         return -1;
@@ -264,14 +265,19 @@ int selectOne(int descriptor, bool forRead, timeval* limit) {
     DescriptorSet ready(descriptor);
     DescriptorSet exceptional(descriptor);
     return select(descriptor + 1, forRead ? ready.get() : nullptr, forRead ? nullptr : ready.get(),
-                  exceptional.get(), limit);
+                  orUrgent ? exceptional.get() : nullptr, limit);
 }
 
 }  // namespace
 
-bool socketbuf::wait_readwrite(bool forRead) {
+bool socketbuf::wait_readwrite(bool forRead) { return wait(forRead, /*orUrgent=*/true); }
+
+/// Urgent data of the peer, which nobody reads, ends every wait at once. So an operation that would
+/// still block is not to wait for them again: it would neither go on nor time out.
+bool socketbuf::wait(bool forRead, bool orUrgent) {
     timeval limit = timeoutActive_ ? selectLimit(timeout_) : timeval{};
-    const int result = selectOne(descriptor_, forRead, timeoutActive_ ? &limit : nullptr);
+    timeval* const bound = timeoutActive_ ? &limit : nullptr;
+    const int result = selectOne(descriptor_, forRead, orUrgent, bound);
     if (result == 0) {
         report(u"select timed out");
         return false;
@@ -292,7 +298,7 @@ namespace {
 /// cannot be found out the answer is 1, and the send shows what is wrong.
 int findRoom(int descriptor) {
     timeval noTime = {};
-    const int ready = selectOne(descriptor, false, &noTime);
+    const int ready = selectOne(descriptor, /*forRead=*/false, /*orUrgent=*/false, &noTime);
     if (ready == 0) return 0;
     // A third of what a writable socket may hold is free. With what the system notes beside it, a
     // put buffer takes less than 8 KiB of that, on ways of small segments too.
@@ -326,8 +332,9 @@ bool socketbuf::sendPending(int flags) {
     if (pptr() == pbase()) return true;
     const auto length = static_cast<std::size_t>(pptr() - pbase());
     ssize_t sent = sendWithRoom(length, flags);
+    bool orUrgent = true;
     while (sent == -1 && WSAGetLastError() == EAGAIN) {
-        if (!wait_readwrite(false)) return false;
+        if (!wait(/*forRead=*/false, std::exchange(orUrgent, false))) return false;
         sent = sendWithRoom(length, flags);
     }
     if (sent == -1) raiseSendFailure(WSAGetLastError());
@@ -367,6 +374,7 @@ bool socketbuf::hasUnread() {
 
 socketbuf::int_type socketbuf::underflow() {
     if (!getBuffer_) getBuffer_ = std::make_unique<char[]>(bufferSize);
+    bool orUrgent = true;
     while (gptr() == egptr()) {
         const ssize_t received = recv(descriptor_, getBuffer_.get(), bufferSize, 0);
         if (received == 0) return endOfFile;
@@ -376,7 +384,7 @@ socketbuf::int_type socketbuf::underflow() {
             const int error = WSAGetLastError();
             report(u"recv() failed (%d)", error);
             socket_error::raiseException(error, "recv");
-        } else if (!wait_readwrite(true)) {
+        } else if (!wait(/*forRead=*/true, std::exchange(orUrgent, false))) {
             return endOfFile;
         }
     }

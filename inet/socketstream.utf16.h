@@ -91,6 +91,7 @@ class VTINETLIB_API socketbuf : public std::streambuf {
     friend class POP3Client;
     /// Whether octets have arrived that were not read.
     VTINETLIB_HIDDEN bool hasUnread();
+    VTINETLIB_HIDDEN bool wait(bool forRead, bool orUrgent);
     VTINETLIB_HIDDEN void closeSilently();
     VTINETLIB_HIDDEN void reportConnected();
     VTINETLIB_HIDDEN bool sendPending(int flags);
