@@ -392,6 +392,11 @@ class DirectoryLock {
         while (::flock(descriptor_.number(), LOCK_EX) != 0)
             if (errno != EINTR) failErrno(directory, "cannot be locked");
     }
+    // A child that another thread has made meanwhile has the descriptor, too: closing this one
+    // alone would leave the lock to it.
+    ~DirectoryLock() { ::flock(descriptor_.number(), LOCK_UN); }
+    DirectoryLock(const DirectoryLock&) = delete;
+    DirectoryLock& operator=(const DirectoryLock&) = delete;
 
     /// Makes a rename in the directory last, where the file system can do that (EINVAL: it cannot).
     void sync(const std::string& directory) const {
@@ -449,14 +454,20 @@ class NewFile {
     /// The owner as far as the process may: only root gives files away, others to their groups.
     void take(const Rights& rights) const {
         constexpr uid_t same = static_cast<uid_t>(-1);
-        const bool isGiven = ::fchown(descriptor_.number(), rights.owner, rights.group) == 0 ||
-                             ::fchown(descriptor_.number(), same, rights.group) == 0;
-        // EINVAL: a user whom the namespace of this process does not know.
-        if (!isGiven && errno != EPERM && errno != EINVAL)
+        const bool isGiven =
+            give(rights.owner, rights.group) || (isRefused() && give(same, rights.group));
+        if (!isGiven && !isRefused())
             failErrno(name_, "cannot be given to the owner of the old file");
         if (::fchmod(descriptor_.number(), rights.mode) != 0)
             failErrno(name_, "cannot be given the mode of the old file");
     }
+
+    bool give(uid_t owner, gid_t group) const {
+        return ::fchown(descriptor_.number(), owner, group) == 0;
+    }
+
+    /// EINVAL: a user whom the namespace of this process does not know.
+    static bool isRefused() { return errno == EPERM || errno == EINVAL; }
 
     std::string path_;
     std::string name_;

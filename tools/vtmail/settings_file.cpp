@@ -50,10 +50,9 @@ class NewFile {
     /// The owner as far as the process may: only root gives files away, others to their groups.
     void take(const struct stat& rights) const {
         constexpr uid_t same = static_cast<uid_t>(-1);
-        const bool isGiven = fchown(file_.number(), rights.st_uid, rights.st_gid) == 0 ||
-                             fchown(file_.number(), same, rights.st_gid) == 0;
-        // EINVAL: a user whom the namespace of this process does not know.
-        if (!isGiven && errno != EPERM && errno != EINVAL)
+        const bool isGiven =
+            give(rights.st_uid, rights.st_gid) || (isRefused() && give(same, rights.st_gid));
+        if (!isGiven && !isRefused())
             failAt(EX_CANTCREAT, "give to the owner of the old file", name_, errno);
         if (fchmod(file_.number(), rights.st_mode & 07777U) != 0)
             failAt(EX_CANTCREAT, "set the mode of", name_, errno);
@@ -69,6 +68,10 @@ class NewFile {
     }
 
   private:
+    bool give(uid_t owner, gid_t group) const { return fchown(file_.number(), owner, group) == 0; }
+    /// EINVAL: a user whom the namespace of this process does not know.
+    static bool isRefused() { return errno == EPERM || errno == EINVAL; }
+
     /// What a crash has left in its place is removed.
     int make() const {
         unlink(name_.c_str());

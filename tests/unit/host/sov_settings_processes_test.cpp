@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Several processes at once, and processes that die.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/sov_settings.h"
@@ -113,6 +118,32 @@ TEST(SovSettingsProcesses, AWriterKilledAtAnyMomentLeavesAWholeFileAndNoLock) {
         ASSERT_EQ(folder.get(u"Stable"), u"value");
         ASSERT_EQ(inChild([&] { return folder.put(u"After", u"1"); }), "");
     }
+}
+
+std::ptrdiff_t descriptorsOf(const std::filesystem::path& folder) {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::count_if(begin(all), end(all), [&](const auto& each) {
+        std::error_code error;  // it may be closed by now
+        return std::filesystem::read_symlink(each, error) == folder;
+    });
+}
+
+TEST(SovSettingsProcesses, AChildThatIsMadeDuringAWriteAndStaysHoldsNoLock) {
+    const SettingsFolder folder;
+    const int lock = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    std::string error;
+    std::thread writer([&] { error = folder.put(u"Key", u"value"); });
+    while (descriptorsOf(folder.path()) < 2) std::this_thread::yield();
+    const ChildProcess child([] {
+        pause();
+        return std::string();
+    });
+    flock(lock, LOCK_UN);
+    writer.join();
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
+    close(lock);
 }
 
 }  // namespace
