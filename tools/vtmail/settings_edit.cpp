@@ -42,7 +42,12 @@ class Copy {
         : name_(std::filesystem::path(path).replace_extension(".edit-XXXXXX.conf").string()) {
         const Descriptor file(mkostemps(name_.data(), suffixLength, O_CLOEXEC));
         if (!file.isOpen()) failAt(EX_CANTCREAT, "make", name_, errno);
-        writeAll(file.number(), text, name_);
+        try {
+            writeAll(file.number(), text, name_);
+        } catch (const Failure&) {
+            remove();
+            throw;
+        }
     }
 
     const std::string& name() const { return name_; }
@@ -110,6 +115,8 @@ void runEditor(const std::string& command, const std::string& file) {
     char shell[] = "/bin/sh", option[] = "-c", name[] = "vtmail";
     char* const arguments[] = {shell, option, script.data(), name, path.data(), nullptr};
     const EndKeysLeftToOthers held;
+    // Where it is ignored the end of a process leaves no trace.
+    static_cast<void>(signal(SIGCHLD, SIG_DFL));
     pid_t process = 0;
     int status = 0;
     if (const int error = spawn(process, arguments); error != 0)

@@ -194,6 +194,23 @@ TEST_F(SettingsEdit, WithoutSpaceTheOldFileStays) {
     EXPECT_EQ(folder().names().size(), 2U);
 }
 
+TEST_F(SettingsEdit, WithoutSpaceForTheCopyNothingStays) {
+    folder().setOctets("RealName = " + std::string(5000, 'x') + "\n");
+    const Outcome run = edit("true", [] {
+        const rlimit limit = {1000, 1000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    EXPECT_EQ(run.exitCode, EX_IOERR) << run.err;
+    EXPECT_THAT(folder().names(), ElementsAre("SendMail.conf"));
+}
+
+TEST_F(SettingsEdit, TheEndOfTheEditorIsSeenWhereThatOfProcessesIsIgnored) {
+    const Outcome run = edit("echo 'SMTPHost = a.x' >\"$1\"",
+                             [] { static_cast<void>(std::signal(SIGCHLD, SIG_IGN)); });
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(folder().octets(), "SMTPHost = a.x\n");
+}
+
 TEST_F(SettingsEdit, TheEditorGetsTheSignalsOfAnyProgram) {
     const Outcome run = edit("grep SigIgn: /proc/$$/status; true", [] {
         for (const int signal : {SIGINT, SIGQUIT, SIGPIPE, SIGXFSZ})
