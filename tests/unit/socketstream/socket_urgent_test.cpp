@@ -48,6 +48,13 @@ class UrgentConnection {
     int peer_ = -1;
 };
 
+void expectTheReadToTimeOut(OpenSocketbuf& buffer) {
+    const CapturedReports reports;
+    buffer.setTimeout(0.05);
+    EXPECT_EQ(buffer.sgetc(), std::char_traits<char>::eof());
+    EXPECT_THAT(socketReports(reports), ElementsAre("select timed out"));
+}
+
 TEST(SocketUrgent, dataEndAWait) {
     UrgentConnection connection;
     connection.buffer.setTimeout(10);
@@ -56,10 +63,7 @@ TEST(SocketUrgent, dataEndAWait) {
 
 TEST(SocketUrgent, dataDoNotKeepAReadFromTimingOut) {
     UrgentConnection connection;
-    const CapturedReports reports;
-    connection.buffer.setTimeout(0.05);
-    EXPECT_EQ(connection.buffer.sgetc(), std::char_traits<char>::eof());
-    EXPECT_THAT(socketReports(reports), ElementsAre("select timed out"));
+    expectTheReadToTimeOut(connection.buffer);
 }
 
 TEST(SocketUrgent, dataBehindAGapDoNotKeepAReadFromTimingOut) {
@@ -68,10 +72,7 @@ TEST(SocketUrgent, dataBehindAGapDoNotKeepAReadFromTimingOut) {
         return exception != nullptr ? 1 : real::select(count, read, write, exception, limit);
     };
     Connection connection({sandbox::silence()});
-    const CapturedReports reports;
-    connection.buffer.setTimeout(0.01);
-    EXPECT_EQ(connection.buffer.sgetc(), std::char_traits<char>::eof());
-    EXPECT_THAT(socketReports(reports), ElementsAre("select timed out"));
+    expectTheReadToTimeOut(connection.buffer);
 }
 
 TEST(SocketUrgent, dataDoNotKeepAWriteFromTimingOut) {
